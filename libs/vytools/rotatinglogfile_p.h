@@ -1,0 +1,49 @@
+#ifndef ROTATINGLOGFILE_P_H
+#define ROTATINGLOGFILE_P_H
+
+#include "rotatinglogfileconfiguration.h"
+
+#include <QString>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+
+namespace spdlog::sinks {
+class sink;
+} // namespace spdlog::sinks
+
+/// A rotating file in the folder SystemPath::Logs, for any thread. It is opened with the first line
+/// and flushed with each, so that a crash loses none. A line that cannot be written is dropped and
+/// the next one tries again; the log is told once when that begins and once when it is over.
+class RotatingLogFile
+{
+public:
+    RotatingLogFile(const QString &fileName, const RotatingLogFileConfiguration &configuration);
+    ~RotatingLogFile();
+    Q_DISABLE_COPY_MOVE(RotatingLogFile)
+
+    /// The one file of this name while anyone holds it: two writers with sizes of their own would
+    /// rotate each other's lines away. The first caller's configuration holds.
+    static std::shared_ptr<RotatingLogFile>
+    shared(const QString &fileName, const RotatingLogFileConfiguration &configuration);
+
+    void write(const QString &line);
+
+private:
+    bool open();
+    bool append(const QByteArray &line);
+    void dropDeletedFile();
+    bool canRotate(qint64 length);
+    void tellFailure(const QString &reason);
+    void tellRecovery();
+
+    const QString m_fileName;
+    const RotatingLogFileConfiguration m_configuration;
+    std::recursive_mutex m_mutex; ///< a message handler may log to a file of its own
+    QString m_path;               ///< of the open file
+    std::unique_ptr<spdlog::sinks::sink> m_pSink;
+    std::FILE *m_pStream = nullptr; ///< the sink's; null while it has none
+    qint64 m_linesLost = 0;         ///< in this episode; 0 while all is well
+};
+
+#endif // ROTATINGLOGFILE_P_H

@@ -1,0 +1,41 @@
+#include "system.h"
+
+#include "logformatter.h"
+
+#include <QFile>
+#include <cerrno>
+
+#ifdef Q_OS_WIN
+#    include <io.h>
+#else
+#    include <unistd.h>
+#endif
+
+namespace {
+
+bool syncHandle(int handle)
+{
+#ifdef Q_OS_WIN
+    return ::_commit(handle) == 0;
+#else
+    return ::fsync(handle) == 0;
+#endif
+}
+
+} // namespace
+
+bool System::syncFile(QFile &file)
+{
+    if (!file.isOpen() || !file.flush()) {
+        LogFormatter(4, Log::Global)
+            << Q_FUNC_INFO << "Could not write" << quoted(file.fileName())
+            << (file.isOpen() ? file.errorString() : QStringLiteral("it is not open"));
+        return false;
+    }
+    if (!syncHandle(file.handle())) {
+        LogFormatter(4, Log::Global)
+            << Q_FUNC_INFO << "Could not sync" << quoted(file.fileName()) << qt_error_string(errno);
+        return false;
+    }
+    return true;
+}

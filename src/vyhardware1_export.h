@@ -1,0 +1,12 @@
+#ifndef VYHARDWARE1_EXPORT_H
+#define VYHARDWARE1_EXPORT_H
+
+#include <QtGlobal>
+
+#ifdef VYHARDWARE1_LIBRARY
+#    define VYHARDWARE1_EXPORT Q_DECL_EXPORT
+#else
+#    define VYHARDWARE1_EXPORT Q_DECL_IMPORT
+#endif
+
+#endif // VYHARDWARE1_EXPORT_H
