@@ -5,7 +5,7 @@
 #include <QTimerEvent>
 
 #include <algorithm>
-#include <tuple>
+#include <iterator>
 #include <utility>
 
 using std::chrono::milliseconds;
@@ -77,7 +77,7 @@ bool VirtualTime::runUntil(const std::function<bool()> &done, milliseconds limit
     if (isDone)
         return true;
     moveTo(end);
-    dropMissed(end, m_lastOrder);
+    dropMissed({end, m_lastOrder});
     return false;
 }
 
@@ -91,7 +91,7 @@ bool VirtualTime::processEvents(QEventLoop::ProcessEventsFlags flags)
 bool VirtualTime::hasPendingEvents()
 {
     const auto next = nextTimer(m_lastOrder);
-    return isWoken() || (next != m_timers.end() && next->second.deadline <= m_now);
+    return isWoken() || (next != m_timers.end() && next->second.place.first <= m_now);
 }
 
 void VirtualTime::registerSocketNotifier(QSocketNotifier *)
@@ -106,14 +106,19 @@ void VirtualTime::registerTimer(int timerId, int interval, Qt::TimerType timerTy
 {
     assertOwnThread();
     const milliseconds period(interval);
-    m_timers.insert_or_assign(timerId,
-                              Timer{pObject, period, m_now + period, ++m_lastOrder, timerType});
+    const Place place(m_now + period, ++m_lastOrder);
+    m_timers.emplace(timerId, Timer{pObject, period, place, timerType});
+    m_queue.emplace(place, timerId);
 }
 
 bool VirtualTime::unregisterTimer(int timerId)
 {
     assertOwnThread();
-    return m_timers.erase(timerId) > 0;
+    const auto it = m_timers.find(timerId);
+    if (it == m_timers.end())
+        return false;
+    removeTimer(it);
+    return true;
 }
 
 bool VirtualTime::unregisterTimers(QObject *pObject)
@@ -121,7 +126,7 @@ bool VirtualTime::unregisterTimers(QObject *pObject)
     assertOwnThread();
     const auto before = m_timers.size();
     for (auto it = m_timers.begin(); it != m_timers.end();)
-        it = it->second.pObject == pObject ? m_timers.erase(it) : std::next(it);
+        it = it->second.pObject == pObject ? removeTimer(it) : std::next(it);
     return m_timers.size() < before;
 }
 
@@ -142,7 +147,7 @@ int VirtualTime::remainingTime(int timerId)
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end())
         return -1;
-    return static_cast<int>(std::max(it->second.deadline - m_now, milliseconds::zero()).count());
+    return static_cast<int>(std::max(it->second.place.first - m_now, milliseconds::zero()).count());
 }
 
 void VirtualTime::wakeUp()
@@ -152,8 +157,8 @@ void VirtualTime::wakeUp()
     m_wakeUp.notify_all();
 }
 
-// Wakes up as well: an interrupt that comes from another thread between two calls of processEvents()
-// must keep the second one from moving the clock.
+// Wakes up as well: an interrupt that comes from another thread between two calls of
+// processEvents() must keep the second one from moving the clock.
 void VirtualTime::interrupt()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -195,7 +200,7 @@ bool VirtualTime::stepsDueNow()
         deliverPosted();
         hasWorked = true;
     }
-    dropMissed(due, lastOrder);
+    dropMissed({due, lastOrder});
     return hasWorked;
 }
 
@@ -225,11 +230,11 @@ bool VirtualTime::deliverPosted()
 bool VirtualTime::fireNext(milliseconds limit, quint64 lastOrder)
 {
     const auto next = nextTimer(lastOrder);
-    if (next == m_timers.end() || next->second.deadline > limit)
+    if (next == m_timers.end() || next->second.place.first > limit)
         return false;
     auto &[id, timer] = *next;
-    moveTo(timer.deadline);
-    dropMissed(timer.deadline, timer.order);
+    moveTo(timer.place.first);
+    dropMissed(timer.place);
     countFiring(timer.pObject);
     fire(id, timer);
     return true;
@@ -237,16 +242,18 @@ bool VirtualTime::fireNext(milliseconds limit, quint64 lastOrder)
 
 VirtualTime::Timers::iterator VirtualTime::nextTimer(quint64 lastOrder)
 {
-    auto next = m_timers.end();
-    for (auto it = m_timers.begin(); it != m_timers.end(); ++it) {
-        const Timer &timer = it->second;
-        if (timer.isFiring || timer.order > lastOrder)
-            continue;
-        if (next == m_timers.end() || std::tie(timer.deadline, timer.order)
-                                          < std::tie(next->second.deadline, next->second.order))
-            next = it;
+    for (const auto &[place, id] : m_queue) {
+        const auto it = m_timers.find(id);
+        if (!it->second.isFiring && place.second <= lastOrder)
+            return it;
     }
-    return next;
+    return m_timers.end();
+}
+
+VirtualTime::Timers::iterator VirtualTime::removeTimer(Timers::iterator timer)
+{
+    m_queue.erase(timer->second.place);
+    return m_timers.erase(timer);
 }
 
 void VirtualTime::fire(int timerId, Timer &timer)
@@ -263,19 +270,21 @@ void VirtualTime::fire(int timerId, Timer &timer)
 
 void VirtualTime::rearm(Timer &timer)
 {
-    if (timer.interval > milliseconds::zero()) {
-        timer.deadline += timer.interval;
-        return;
-    }
-    timer.deadline = m_now;
-    timer.order = ++m_lastOrder;
+    auto node = m_queue.extract(timer.place);
+    if (timer.interval > milliseconds::zero())
+        timer.place.first += timer.interval;
+    else
+        timer.place = {m_now, ++m_lastOrder};
+    node.key() = timer.place;
+    m_queue.insert(std::move(node));
 }
 
-/// Timers in their own slots whose turn has passed once the one with this place fires.
-void VirtualTime::dropMissed(milliseconds deadline, quint64 order)
+/// Timers in their own slots whose turn has passed.
+void VirtualTime::dropMissed(const Place &upTo)
 {
-    for (auto &[id, timer] : m_timers) {
-        while (timer.isFiring && std::tie(timer.deadline, timer.order) < std::tie(deadline, order))
+    for (auto it = m_queue.begin(); it != m_queue.end() && it->first < upTo;) {
+        Timer &timer = m_timers.at((it++)->second);
+        while (timer.isFiring && timer.place < upTo)
             rearm(timer);
     }
 }

@@ -10,13 +10,14 @@
 #include <limits>
 #include <map>
 #include <mutex>
+#include <utility>
 
 /// Event dispatcher whose clock jumps instead of running, so that tests of long procedures are
 /// instant and exact to the millisecond. Install it with QCoreApplication::setEventDispatcher()
 /// before the application object is made; the application then owns it.
 ///
-/// An event loop on it delivers what is posted. Only when nothing is left does the clock jump to the
-/// next deadline, and one timer fires; what its slot posts is delivered before the next timer.
+/// An event loop on it delivers what is posted. Only when nothing is left does the clock jump to
+/// the next deadline, and one timer fires; what its slot posts is delivered before the next timer.
 /// - Timers fire by deadline, then by the order in which they were started; a repeating timer keeps
 ///   its place. One with interval 0 queues behind all that is due at the same instant.
 /// - Deadlines of a repeating timer are exact multiples of its interval. Coarse and very coarse
@@ -84,12 +85,13 @@ public:
     bool event(QEvent *pEvent) override;
 
 private:
+    using Place = std::pair<std::chrono::milliseconds, quint64>; ///< deadline, order of start
+
     struct Timer
     {
         QObject *pObject; ///< borrowed; an object takes its timers away before it goes
         std::chrono::milliseconds interval;
-        std::chrono::milliseconds deadline;
-        quint64 order; ///< place among the timers of one deadline
+        Place place;
         Qt::TimerType type;
         bool isFiring = false; ///< its slot runs
     };
@@ -103,9 +105,10 @@ private:
     bool fireNext(std::chrono::milliseconds limit,
                   quint64 lastOrder = std::numeric_limits<quint64>::max());
     Timers::iterator nextTimer(quint64 lastOrder);
+    Timers::iterator removeTimer(Timers::iterator timer);
     void fire(int timerId, Timer &timer);
     void rearm(Timer &timer);
-    void dropMissed(std::chrono::milliseconds deadline, quint64 order);
+    void dropMissed(const Place &upTo);
     void moveTo(std::chrono::milliseconds instant);
 
     bool isWoken();
@@ -118,14 +121,15 @@ private:
     void assertOwnThread() const;
 
     Timers m_timers;
+    std::map<Place, int> m_queue; ///< the same timers' ids
     std::chrono::milliseconds m_now{0};
     quint64 m_lastOrder = 0;
-    int m_firings = 0;   ///< without the clock moving
+    int m_firings = 0;    ///< without the clock moving
     int m_deliveries = 0; ///< of posted events, one right after the other
 
     std::mutex m_mutex; ///< guards what follows
     std::condition_variable m_wakeUp;
-    bool m_isWoken = true; ///< events may have been posted before this object was made
+    bool m_isWoken = true;    ///< events may have been posted before this object was made
     quint64 m_interrupts = 0; ///< counted, so that a nested loop takes none from an outer one
 };
 

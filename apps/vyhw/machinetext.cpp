@@ -1,0 +1,22 @@
+#include "machinetext.h"
+
+#include "machineregistry.h"
+
+#include <QStringList>
+
+QString modelNames()
+{
+    QStringList names;
+    for (const MachineConfiguration &row : MachineRegistry::all())
+        names.append(QString::fromLatin1(row.pModel));
+    names.removeDuplicates();
+    return names.join(QStringLiteral(", "));
+}
+
+QString subtypeNumbers(const QString &model)
+{
+    QStringList numbers;
+    for (const MachineConfiguration &row : MachineRegistry::ofModel(model))
+        numbers.append(QString::number(row.subtype));
+    return numbers.join(QStringLiteral(", "));
+}

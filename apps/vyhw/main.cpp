@@ -1,0 +1,72 @@
+#include "console.h"
+#include "machinescommand.h"
+#include "modelcommand.h"
+#include "settingscommand.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <QCoreApplication>
+#include <QLoggingCategory>
+#include <QTextCodec>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr auto s_pFooter =
+    "Exit codes: 0 done; 1 the answer is no (a key is missing, a file is wrong); 2 the call is "
+    "wrong.\n"
+    "Results go to standard output, everything else to standard error. The library's own log "
+    "lines\n"
+    "follow Qt's rules: QT_LOGGING_RULES=\"vy.*.debug=true\" shows all of them.\n"
+    "\n"
+    "Examples:\n"
+    "  vyhw machines\n"
+    "  vyhw model show Lirenta 8\n"
+    "  vyhw settings check config/lirenta.json\n"
+    "  vyhw settings get hardware/usbPath --settings config/lirenta.json\n";
+
+/// Names the words that no command takes; the parser would only say that a command is missing.
+std::string failureMessage(const CLI::App *pApp, const CLI::Error &error)
+{
+    const std::vector<std::string> unknown = pApp->remaining(true);
+    const std::string text =
+        unknown.empty() ? error.what() : "\"" + unknown.front() + "\" is not known here";
+    return "vyhw: " + text + "\nvyhw --help and vyhw COMMAND --help show what is.\n";
+}
+
+void addCommands(CLI::App &app, Console &console)
+{
+    app.set_version_flag("--version", "vyhw " VY_VERSION);
+    app.require_subcommand(1);
+    app.set_help_all_flag("--help-all", "Print the help of all commands");
+    app.footer(s_pFooter);
+    app.failure_message(failureMessage);
+    addMachinesCommand(app, console);
+    addModelCommand(app, console);
+    addSettingsCommand(app, console);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // File names are UTF-8 on the machine; a "C" locale must not change them.
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    const QCoreApplication application(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("vy.*.debug=false"));
+
+    Console console;
+    CLI::App app(
+        "The command-line tool of the VyHardware1 library: look at machine models, read and check\n"
+        "settings files. Every command and sub-command has its own --help.",
+        "vyhw");
+    addCommands(app, console);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+    }
+    return console.finish();
+}

@@ -1,0 +1,127 @@
+#include "settingscommand.h"
+
+#include "abstractsettings.h"
+#include "console.h"
+#include "keytable.h"
+#include "settingsdocument.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <memory>
+#include <string>
+
+namespace {
+
+/// What the user gave; shared by the option that fills it and the callback that reads it.
+struct Arguments
+{
+    std::string file;
+    std::string key;
+};
+
+QString groupOf(const QString &keyPath)
+{
+    return keyPath.left(keyPath.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+/// The keys beside the one that was asked for, or those of the whole file.
+QString neighbours(const SettingsDocument &document, const QString &keyPath)
+{
+    QStringList all;
+    QStringList beside;
+    for (const auto &entry : document.values()) {
+        all.append(entry.first);
+        if (groupOf(entry.first) == groupOf(keyPath))
+            beside.append(entry.first);
+    }
+    return (beside.isEmpty() ? all : beside).join(QStringLiteral(", "));
+}
+
+void get(const Arguments &arguments, Console &console)
+{
+    const SettingsDocument document =
+        SettingsDocument::read(QString::fromStdString(arguments.file));
+    if (!document.isValid()) {
+        console.fail(ExitNo, document.error());
+        return;
+    }
+    const QString key = QString::fromStdString(arguments.key);
+    AbstractSettings::setSettings(document.bytes());
+    const AbstractSettings settings;
+    bool found = false;
+    const QJsonValue value = settings.findSetting(key, true, found, nullptr);
+    if (!found)
+        console.fail(ExitNo, QStringLiteral("%1: there is no key \"%2\"; the file has %3")
+                                 .arg(document.path(), key, neighbours(document, key)));
+    else
+        console.out() << (value.isString() ? value.toString() : toJsonText(value)) << '\n';
+}
+
+void list(const Arguments &arguments, Console &console)
+{
+    const SettingsDocument document =
+        SettingsDocument::read(QString::fromStdString(arguments.file));
+    if (!document.isValid()) {
+        console.fail(ExitNo, document.error());
+        return;
+    }
+    for (const auto &entry : document.values())
+        console.out() << entry.first << " = " << toJsonText(entry.second) << '\n';
+}
+
+void check(const Arguments &arguments, Console &console)
+{
+    const SettingsDocument document =
+        SettingsDocument::read(QString::fromStdString(arguments.file));
+    if (!document.isValid()) {
+        console.fail(ExitNo, document.error());
+        return;
+    }
+    const CheckResult result = checkKeys(document);
+    for (const QString &warning : result.warnings)
+        console.warn(QStringLiteral("vyhw: warning: ") + warning);
+    for (const QString &error : result.errors)
+        console.fail(ExitNo, error);
+    if (result.errors.isEmpty())
+        console.out() << document.path() << ": right; " << result.knownKeys << " known keys, "
+                      << document.values().size() << " values in all\n";
+}
+
+void addFileOption(CLI::App &command, Arguments &arguments)
+{
+    command
+        .add_option(
+            "--settings", arguments.file,
+            "The settings file; without it, VY_PATH_SETTINGS or /etc/vyhardware/settings.json")
+        ->type_name("FILE");
+}
+
+} // namespace
+
+void addSettingsCommand(CLI::App &app, Console &console)
+{
+    CLI::App *const pSettings = app.add_subcommand("settings", "Read and check a settings file");
+    pSettings->require_subcommand(1);
+    const auto pArguments = std::make_shared<Arguments>();
+
+    CLI::App *const pGet = pSettings->add_subcommand("get", "Print the value of one key");
+    pGet->add_option("KEY", pArguments->key, "A key path such as hardware/usbPath")->required();
+    addFileOption(*pGet, *pArguments);
+    pGet->footer("Texts are printed as they are, everything else as JSON. Ends with 1 when the key "
+                 "is not there.\n"
+                 "Example: vyhw settings get hardware/usbPath --settings config/lirenta.json\n");
+    pGet->callback([pArguments, &console] { get(*pArguments, console); });
+
+    CLI::App *const pList =
+        pSettings->add_subcommand("list", "Print every value with its key path");
+    addFileOption(*pList, *pArguments);
+    pList->callback([pArguments, &console] { list(*pArguments, console); });
+
+    CLI::App *const pCheck =
+        pSettings->add_subcommand("check", "Say whether a settings file is right, and where not");
+    pCheck->add_option("FILE", pArguments->file, "The settings file")->required();
+    pCheck->footer("A syntax error is told with line and column, a wrong value with its key and "
+                   "what was expected.\n"
+                   "Ends with 1 when the file is wrong.\n");
+    pCheck->callback([pArguments, &console] { check(*pArguments, console); });
+}

@@ -1,0 +1,107 @@
+#include "settingsdocument.h"
+
+#include "systempath.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonParseError>
+
+namespace {
+
+constexpr qint64 s_maximumBytes = 256 * 1024 * 1024; // what the library reads
+
+QString position(const QByteArray &text, int offset)
+{
+    const QByteArray before = text.left(offset);
+    const int lineBegin = before.lastIndexOf('\n') + 1;
+    const int column = QString::fromUtf8(before.mid(lineBegin)).size() + 1;
+    return QStringLiteral("%1:%2").arg(before.count('\n') + 1).arg(column);
+}
+
+using Values = std::vector<std::pair<QString, QJsonValue>>;
+
+void collect(const QJsonObject &object, const QString &prefix, Values &values)
+{
+    for (auto member = object.constBegin(); member != object.constEnd(); ++member) {
+        const QString keyPath = prefix + member.key();
+        const QJsonObject inner = member.value().toObject();
+        if (inner.isEmpty())
+            values.emplace_back(keyPath, member.value());
+        else
+            collect(inner, keyPath + QLatin1Char('/'), values);
+    }
+}
+
+} // namespace
+
+SettingsDocument SettingsDocument::read(const QString &fileName)
+{
+    SettingsDocument document;
+    document.m_path = fileName.isEmpty() ? SystemPath::path(SystemPath::Settings) : fileName;
+    document.load();
+    if (document.isValid())
+        document.parse();
+    if (!document.isValid() && fileName.isEmpty())
+        document.m_error += QStringLiteral("\nName a settings file with --settings FILE or in %1.")
+                                .arg(SystemPath::variable(SystemPath::Settings));
+    return document;
+}
+
+void SettingsDocument::load()
+{
+    const QFileInfo info(m_path);
+    QFile file(m_path);
+    if (!info.exists())
+        m_error = QStringLiteral("%1: there is no such file").arg(m_path);
+    else if (!info.isFile())
+        m_error = QStringLiteral("%1: not a file; expected a JSON settings file").arg(m_path);
+    else if (info.size() > s_maximumBytes)
+        m_error =
+            QStringLiteral("%1: larger than 256 MiB; expected a JSON settings file").arg(m_path);
+    else if (!file.open(QIODevice::ReadOnly))
+        m_error = QStringLiteral("%1: %2").arg(m_path, file.errorString());
+    else
+        m_bytes = file.readAll();
+}
+
+void SettingsDocument::parse()
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(m_bytes, &error);
+    m_root = document.object();
+    if (m_bytes.trimmed().isEmpty())
+        m_error = QStringLiteral("%1: the file is empty; expected a JSON object").arg(m_path);
+    else if (error.error != QJsonParseError::NoError)
+        m_error = QStringLiteral("%1:%2: %3")
+                      .arg(m_path, position(m_bytes, error.offset), error.errorString());
+    else if (!document.isObject())
+        m_error = QStringLiteral("%1:1:1: the root is an array; expected an object").arg(m_path);
+    else if (m_root.isEmpty())
+        m_error = QStringLiteral("%1:1:1: the root object has no members; expected at least one")
+                      .arg(m_path);
+}
+
+Values SettingsDocument::values() const
+{
+    Values values;
+    collect(m_root, QString(), values);
+    return values;
+}
+
+QJsonValue SettingsDocument::value(const QString &keyPath) const
+{
+    QJsonValue value = m_root;
+    const QStringList names = keyPath.split(QLatin1Char('/'));
+    for (const QString &name : names)
+        value = value.toObject().value(name);
+    return value;
+}
+
+QString toJsonText(const QJsonValue &value)
+{
+    // Qt writes arrays and objects only: the brackets around the value are cut off again.
+    const QByteArray inBrackets = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(inBrackets.mid(1, inBrackets.size() - 2));
+}

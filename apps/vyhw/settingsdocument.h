@@ -1,0 +1,49 @@
+#ifndef SETTINGSDOCUMENT_H
+#define SETTINGSDOCUMENT_H
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <utility>
+#include <vector>
+
+/// A settings file as the tool reads it: unlike the library, which ends the process over a wrong
+/// file, it says what is wrong and where.
+class SettingsDocument
+{
+public:
+    /// Reads the file; without a name, the one of SystemPath::Settings.
+    static SettingsDocument read(const QString &fileName);
+
+    QString path() const { return m_path; }
+    bool isValid() const { return m_error.isEmpty(); }
+    QString error() const
+    {
+        return m_error;
+    } ///< "FILE:LINE:COLUMN: what is wrong"; empty when valid
+    QByteArray bytes() const { return m_bytes; }
+
+    /// Every value that is no object, with its key path, in the file's alphabetical order. An
+    /// object without members counts as a value.
+    std::vector<std::pair<QString, QJsonValue>> values() const;
+
+    /// The value of a key path; undefined when it is not there.
+    QJsonValue value(const QString &keyPath) const;
+
+private:
+    void load();
+    void parse();
+
+    QString m_path;
+    QString m_error;
+    QByteArray m_bytes;
+    QJsonObject m_root;
+};
+
+/// A value as JSON writes it, on one line: "text" in quotes, 8, true, [1,2].
+QString toJsonText(const QJsonValue &value);
+
+#endif // SETTINGSDOCUMENT_H

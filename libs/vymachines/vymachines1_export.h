@@ -1,0 +1,12 @@
+#ifndef VYMACHINES1_EXPORT_H
+#define VYMACHINES1_EXPORT_H
+
+#include <QtGlobal>
+
+#ifdef VYMACHINES1_LIBRARY
+#    define VYMACHINES1_EXPORT Q_DECL_EXPORT
+#else
+#    define VYMACHINES1_EXPORT Q_DECL_IMPORT
+#endif
+
+#endif // VYMACHINES1_EXPORT_H
