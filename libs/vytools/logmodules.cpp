@@ -21,9 +21,13 @@ const Categories &categories()
 
 } // namespace
 
-const QLoggingCategory &LogModules::category(LogModule module)
+std::atomic<const QLoggingCategory *> LogModules::s_categories[Count] = {};
+
+const QLoggingCategory &LogModules::makeCategories(LogModule module)
 {
-    const auto index = static_cast<size_t>(module);
     const Categories &all = categories();
+    for (size_t i = 0; i < all.size(); ++i)
+        s_categories[i].store(&all[i], std::memory_order_release);
+    const auto index = static_cast<size_t>(module);
     return index < all.size() ? all[index] : all[0];
 }

@@ -4,6 +4,7 @@
 #include "vytools1_export.h"
 
 #include <QLoggingCategory>
+#include <atomic>
 
 /// The subject of a log line. Log:: holds the names that logging code uses.
 enum class LogModule : int { Global, CanBus, Hardware, InputOutput, Machine, Payment, Event };
@@ -28,6 +29,24 @@ public:
     /// Valid until the process ends, from any thread; a number that names no module counts as
     /// Global.
     static const QLoggingCategory &category(LogModule module);
+
+private:
+    static const QLoggingCategory &makeCategories(LogModule module);
+
+    /// Null until the first use. A plain array, because every log statement that is off comes by
+    /// here.
+    static std::atomic<const QLoggingCategory *> s_categories[Count];
 };
+
+inline const QLoggingCategory &LogModules::category(LogModule module)
+{
+    const auto index = static_cast<unsigned>(module);
+    if (index < Count) {
+        if (const QLoggingCategory *const pCategory =
+                s_categories[index].load(std::memory_order_acquire))
+            return *pCategory;
+    }
+    return makeCategories(module);
+}
 
 #endif // LOGMODULES_H

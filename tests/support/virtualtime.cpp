@@ -43,7 +43,7 @@ private:
 
 QByteArray className(const QObject *pObject)
 {
-    const QByteArray name = pObject->metaObject()->className();
+    QByteArray name = pObject->metaObject()->className();
     if (!pObject->parent())
         return name;
     return name + " of " + pObject->parent()->metaObject()->className();

@@ -1,0 +1,352 @@
+#include "support/casename.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+namespace {
+
+struct Outcome
+{
+    int exitCode;
+    QString out;
+    QString err;
+};
+
+Outcome vyhw(const QStringList &arguments)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C")); // the poorest locale
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(VYHW_PROGRAM), arguments);
+    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
+        return {-1, QString(), process.errorString()};
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+QString configFile(const char *pName)
+{
+    return QStringLiteral(CONFIG_FOLDER "/") + QString::fromLatin1(pName);
+}
+
+/// A settings file with this content that lives as long as the test.
+class VyhwFileTest : public ::testing::Test
+{
+protected:
+    QString write(const QByteArray &content)
+    {
+        const QString path = m_folder.filePath(QStringLiteral("settings.json"));
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        EXPECT_EQ(file.write(content), content.size());
+        return path;
+    }
+
+    QTemporaryDir m_folder;
+};
+
+} // namespace
+
+TEST(VyhwTest, MachinesListsEveryModelAndSubtype)
+{
+    const Outcome outcome = vyhw({QStringLiteral("machines")});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.err, QString());
+    const QStringList lines = outcome.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 21); // a heading and twenty machines
+    EXPECT_EQ(lines.at(1).simplified(), QStringLiteral("Ostrel -"));
+    EXPECT_EQ(lines.at(8).simplified(), QStringLiteral("Lirenta 8 full instant"));
+    EXPECT_EQ(lines.at(20).simplified(), QStringLiteral("NewQuindo 15"));
+}
+
+TEST(VyhwTest, ModelShowPrintsEveryProperty)
+{
+    const QStringList arguments{QStringLiteral("model"), QStringLiteral("show"),
+                                QStringLiteral("Lirenta"), QStringLiteral("8")};
+    const Outcome text = vyhw(arguments);
+    const Outcome json = vyhw(arguments + QStringList{QStringLiteral("--json")});
+    ASSERT_EQ(text.exitCode, 0) << qPrintable(text.err);
+    ASSERT_EQ(json.exitCode, 0) << qPrintable(json.err);
+    EXPECT_TRUE(text.out.startsWith(QStringLiteral("Lirenta, subtype 8 (full instant)\n")));
+    EXPECT_TRUE(text.out.contains(
+        QStringLiteral("1280 x 800 pixels, brightness adjustable, contrast fixed")));
+    EXPECT_TRUE(text.out.contains(QStringLiteral("105.0 °C")));
+
+    const QJsonObject root = QJsonDocument::fromJson(json.out.toUtf8()).object();
+    EXPECT_EQ(root.value(QStringLiteral("model")).toString(), QStringLiteral("Lirenta"));
+    EXPECT_EQ(root.value(QStringLiteral("subtype")).toInt(), 8);
+    EXPECT_EQ(root.value(QStringLiteral("supportedVoltages")).toArray(), QJsonArray({230, 120}));
+    EXPECT_EQ(root.value(QStringLiteral("supportedDaddDeviceModels")).toArray(), QJsonArray({2}));
+    const QJsonObject properties = root.value(QStringLiteral("properties")).toObject();
+    EXPECT_EQ(properties.size(), 89);
+    EXPECT_EQ(properties.value(QStringLiteral("isFullInstant")), QJsonValue(true));
+    EXPECT_EQ(properties.value(QStringLiteral("maxEspressoTemp")), QJsonValue(1050));
+    EXPECT_EQ(properties.value(QStringLiteral("displaySettings"))
+                  .toObject()
+                  .value(QStringLiteral("width")),
+              QJsonValue(1280));
+    const QStringList words = text.out.split(QRegularExpression(QStringLiteral("\\s+")));
+    for (const QString &name : properties.keys()) {
+        if (name != QStringLiteral("displaySettings"))
+            EXPECT_EQ(words.count(name), 1) << qPrintable(name);
+    }
+}
+
+TEST(VyhwTest, ModelShowTakesTheMachineFromASettingsFile)
+{
+    const Outcome outcome = vyhw({QStringLiteral("model"), QStringLiteral("show"),
+                                  QStringLiteral("--settings"), configFile("corvel.json")});
+    EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.err);
+    EXPECT_TRUE(outcome.out.startsWith(QStringLiteral("Corvel, subtype 10 (customer edition)\n")));
+}
+
+TEST(VyhwTest, EveryExampleSettingsFileIsRight)
+{
+    const QStringList names =
+        QDir(QStringLiteral(CONFIG_FOLDER)).entryList({QStringLiteral("*.json")});
+    EXPECT_EQ(names.size(), 7) << "one for each model";
+    for (const QString &name : names) {
+        const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"),
+                                      QStringLiteral(CONFIG_FOLDER "/") + name});
+        EXPECT_EQ(outcome.exitCode, 0) << qPrintable(name + outcome.err);
+        EXPECT_EQ(outcome.err, QString()) << qPrintable(name);
+    }
+}
+
+TEST(VyhwTest, SettingsGetPrintsOneValue)
+{
+    const auto get = [](const char *pKey) {
+        return vyhw({QStringLiteral("settings"), QStringLiteral("get"), QString::fromLatin1(pKey),
+                     QStringLiteral("--settings"), configFile("lirenta.json")});
+    };
+    EXPECT_EQ(get("hardware/usbPath").out, QStringLiteral("/media/usb0\n"));
+    EXPECT_EQ(get("hardware/isWifiAvailable").out, QStringLiteral("true\n"));
+    EXPECT_EQ(get("machine/subtype").out, QStringLiteral("8\n"));
+    EXPECT_EQ(get("machine").out, QStringLiteral("{\"model\":\"Lirenta\",\"subtype\":8}\n"));
+
+    const Outcome missing = get("hardware/usbPth");
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_EQ(missing.out, QString());
+    EXPECT_TRUE(
+        missing.err.contains(QStringLiteral("lirenta.json: there is no key \"hardware/usbPth\"")));
+    EXPECT_TRUE(missing.err.contains(QStringLiteral("hardware/usbPath"))) << "shows what there is";
+}
+
+TEST(VyhwTest, SettingsListPrintsEveryValueWithItsKeyPath)
+{
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("list"),
+                                  QStringLiteral("--settings"), configFile("ostrel.json")});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.out, QStringLiteral("hardware/hasRotatedTargetDisplay = false\n"
+                                          "hardware/isWifiAvailable = false\n"
+                                          "hardware/paymentSerialPath = \"/dev/ttyS2\"\n"
+                                          "hardware/qrcodeModemSerialPath = \"/dev/ttyACM0\"\n"
+                                          "hardware/statisticsSerialPath = \"/dev/ttyS1\"\n"
+                                          "hardware/usbPath = \"/media/usb0\"\n"
+                                          "hardware/vl6180x_i2cdev = \"/dev/i2c-1\"\n"
+                                          "machine/model = \"Ostrel\"\n"));
+}
+
+TEST(VyhwTest, WithoutAFileReadsTheOneOfThePathTable)
+{
+    qputenv("VY_PATH_SETTINGS", configFile("lirenta.json").toUtf8());
+    EXPECT_EQ(
+        vyhw({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("machine/model")})
+            .out,
+        QStringLiteral("Lirenta\n"));
+    qputenv("VY_PATH_SETTINGS", "/nowhere/settings.json");
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("list")});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(
+        outcome.err,
+        QStringLiteral("vyhw: /nowhere/settings.json: there is no such file\n"
+                       "Name a settings file with --settings FILE or in VY_PATH_SETTINGS.\n"));
+}
+
+struct WrongFileCase
+{
+    const char *pName;
+    const char *pContent;
+    const char *pError; ///< what follows the file's name
+};
+
+class VyhwWrongFile : public VyhwFileTest, public ::testing::WithParamInterface<WrongFileCase>
+{
+};
+
+TEST_P(VyhwWrongFile, IsToldWithItsPlaceAndWhatWasExpected)
+{
+    const QString path = write(GetParam().pContent);
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.out, QString());
+    EXPECT_EQ(outcome.err, QStringLiteral("vyhw: ") + path + QString::fromUtf8(GetParam().pError) +
+                               QLatin1Char('\n'));
+}
+
+const WrongFileCase s_wrongFiles[] = {
+    {"Empty", "", ": the file is empty; expected a JSON object"},
+    {"Blank", " \n\t\n", ": the file is empty; expected a JSON object"},
+    {"ArrayRoot", "[1, 2]", ":1:1: the root is an array; expected an object"},
+    {"EmptyObject", "{}", ":1:1: the root object has no members; expected at least one"},
+    {"TextAsFlag", R"({"hardware": {"isWifiAvailable": "yes"}})",
+     ": key \"hardware/isWifiAvailable\" is \"yes\"; expected true or false"},
+    {"NumberAsText", R"({"hardware": {"usbPath": 3}})",
+     ": key \"hardware/usbPath\" is 3; expected a text in double quotes"},
+    {"NullAsText", R"({"hardware": {"usbPath": null}})",
+     ": key \"hardware/usbPath\" is null; expected a text in double quotes"},
+    {"LongValueIsCut",
+     R"({"hardware": {"usbPath": [10000000, 20000000, 30000000, 40000000, 50000000]}})",
+     ": key \"hardware/usbPath\" is [10000000,20000000,30000000,40000000,500...; expected a text "
+     "in double quotes"},
+    {"FractionAsSubtype", R"({"machine": {"model": "Lirenta", "subtype": 8.5}})",
+     ": key \"machine/subtype\" is 8.5; expected a whole number"},
+    {"UnknownModel", R"({"machine": {"model": "Lirent"}})",
+     ": key \"machine/model\" is \"Lirent\"; expected one of Ostrel, Duvana, Lirenta, MarboTouch, "
+     "MarboCapacitiveKeys, Corvel, NewQuindo"},
+    {"SubtypeOfAnotherModel", R"({"machine": {"model": "Lirenta", "subtype": 10}})",
+     ": key \"machine/subtype\" is 10; expected a subtype of Lirenta: -1, 2, 3, 6, 7, 8, 14"},
+};
+INSTANTIATE_TEST_SUITE_P(Files, VyhwWrongFile, ::testing::ValuesIn(s_wrongFiles), caseName);
+
+struct SyntaxCase
+{
+    const char *pName;
+    const char *pContent;
+    int line;
+    int firstColumn; ///< the parser may point at the character or just behind it
+};
+
+class VyhwSyntaxError : public VyhwFileTest, public ::testing::WithParamInterface<SyntaxCase>
+{
+};
+
+TEST_P(VyhwSyntaxError, IsToldWithLineAndColumn)
+{
+    const QString path = write(GetParam().pContent);
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
+    EXPECT_EQ(outcome.exitCode, 1);
+    const auto place = [&](int column) {
+        return QStringLiteral("vyhw: %1:%2:%3: ").arg(path).arg(GetParam().line).arg(column);
+    };
+    EXPECT_TRUE(outcome.err.startsWith(place(GetParam().firstColumn)) ||
+                outcome.err.startsWith(place(GetParam().firstColumn + 1)))
+        << qPrintable(outcome.err);
+}
+
+const SyntaxCase s_syntaxCases[] = {
+    {"LoneBrace", "{", 1, 1},
+    {"MissingComma", "{\n  \"a\": 1\n  \"b\": 2\n}", 3, 3},
+    {"MissingColon", "{\n\"a\" 1}", 2, 5},
+    {"ColumnsCountCharacters", "{\"\xc3\xa4\xc3\xb6\": 1 2}", 1, 10},
+};
+INSTANTIATE_TEST_SUITE_P(Files, VyhwSyntaxError, ::testing::ValuesIn(s_syntaxCases), caseName);
+
+TEST_F(VyhwFileTest, AllErrorsOfAFileAreTold)
+{
+    const QString path = write(R"({"hardware": {"usbPath": 1, "isWifiAvailable": 2}})");
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.err.count(QLatin1Char('\n')), 2);
+}
+
+TEST_F(VyhwFileTest, AKeyThatTheLibraryDoesNotNameIsAWarning)
+{
+    const QString path = write(R"({"hardware": {"usbPth": "/media"}, "application": {"x": 1}})");
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.err,
+              QStringLiteral(
+                  "vyhw: warning: %1: key \"hardware/usbPth\" is none that the library names\n")
+                  .arg(path));
+}
+
+TEST_F(VyhwFileTest, WhatIsNoFileIsToldAndNothingHangs)
+{
+    const QString folder = m_folder.path();
+    EXPECT_EQ(vyhw({QStringLiteral("settings"), QStringLiteral("check"), folder}).err,
+              QStringLiteral("vyhw: %1: not a file; expected a JSON settings file\n").arg(folder));
+    const QString pipe = m_folder.filePath(QStringLiteral("pipe"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    EXPECT_EQ(vyhw({QStringLiteral("settings"), QStringLiteral("check"), pipe}).exitCode, 1);
+    EXPECT_EQ(
+        vyhw({QStringLiteral("settings"), QStringLiteral("check"), QStringLiteral("/dev/zero")})
+            .exitCode,
+        1);
+}
+
+TEST_F(VyhwFileTest, AFileNameInUtf8IsFoundInEveryLocale)
+{
+    const QString path = m_folder.filePath(QStringLiteral("Kännchen.json"));
+    ASSERT_TRUE(QFile::copy(configFile("lirenta.json"), path));
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
+    EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.err);
+}
+
+struct WrongCallCase
+{
+    const char *pName;
+    QStringList arguments;
+    const char *pError; ///< part of standard error
+};
+
+using VyhwWrongCall = ::testing::TestWithParam<WrongCallCase>;
+
+TEST_P(VyhwWrongCall, EndsWithTwoAndSaysWhatWasExpected)
+{
+    const Outcome outcome = vyhw(GetParam().arguments);
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_EQ(outcome.out, QString());
+    EXPECT_TRUE(outcome.err.contains(QString::fromUtf8(GetParam().pError)))
+        << qPrintable(outcome.err);
+}
+
+QStringList words(const char *pText)
+{
+    return QString::fromLatin1(pText).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+const WrongCallCase s_wrongCalls[] = {
+    {"Nothing", words(""), "A subcommand is required"},
+    {"UnknownCommand", words("foo"), "\"foo\" is not known here"},
+    {"UnknownSubCommand", words("settings foo"), "\"foo\" is not known here"},
+    {"MissingKey", words("settings get"), "KEY is required"},
+    {"MissingFile", words("settings check"), "FILE is required"},
+    {"SubtypeIsNoNumber", words("model show Lirenta x"), "SUBTYPE"},
+    {"OneWordTooMany", words("model show Lirenta 8 9"), "\"9\" is not known here"},
+    {"UnknownModel", words("model show Lirent"),
+     "there is no model \"Lirent\"; expected one of Ostrel, Duvana, Lirenta, MarboTouch, "
+     "MarboCapacitiveKeys, "
+     "Corvel, NewQuindo"},
+    {"UnknownSubtype", words("model show Lirenta 5"),
+     "Lirenta has no subtype 5; expected one of -1, 2, 3, 6, 7, 8, 14"},
+};
+INSTANTIATE_TEST_SUITE_P(Calls, VyhwWrongCall, ::testing::ValuesIn(s_wrongCalls), caseName);
+
+TEST(VyhwTest, HelpAndVersionEndWithZero)
+{
+    EXPECT_EQ(vyhw({QStringLiteral("--version")}).out, QStringLiteral("vyhw 1.0.0\n"));
+    const Outcome help = vyhw({QStringLiteral("--help")});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.contains(QStringLiteral("Exit codes:")));
+}
+
+TEST(VyhwTest, OutputThatCannotBeWrittenIsAnError)
+{
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    process.start(QStringLiteral(VYHW_PROGRAM), {QStringLiteral("machines")});
+    ASSERT_TRUE(process.waitForFinished(30000));
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_EQ(process.readAllStandardError(),
+              QByteArray("vyhw: standard output could not be written\n"));
+}
