@@ -2,7 +2,7 @@
 #
 # Makes the shared library NAME (alias and exported name Vy::E) out of the object library
 # <name>_objects, which tests link to reach what the shared library keeps to itself. Installs the
-# library, its headers below include/NAME, the CMake package NAME and NAME.pc.
+# library, its headers below include/NAME (those that end in _p.h stay inside), the CMake package NAME and NAME.pc.
 #   PUBLIC   what users of the headers need
 #   PRIVATE  what only the sources need
 #   DEPENDS  our libraries among PUBLIC: packages that find_package(NAME) must find first
@@ -38,7 +38,8 @@ endfunction()
 macro(vy_install_library name)
     install(TARGETS ${name} EXPORT ${name}Targets)
     foreach(source IN LISTS ARG_SOURCES)
-        if(source MATCHES "\\.h$")
+        if(source MATCHES "\\.h$" AND NOT source MATCHES "_p\\.h$")
+            set_property(TARGET ${name} APPEND PROPERTY VY_HEADERS ${source})
             get_filename_component(folder ${source} DIRECTORY)
             install(FILES ${source} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}/${folder})
         endif()

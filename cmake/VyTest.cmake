@@ -16,6 +16,6 @@ function(vy_add_test name)
     if(ARG_VIRTUAL_TIME)
         target_compile_definitions(${name} PRIVATE VY_VIRTUAL_TIME)
     endif()
-    gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
+    gtest_discover_tests(${name} TEST_PREFIX ${name}. NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
         PROPERTIES TIMEOUT 60 ENVIRONMENT "LANG=C.UTF-8")
 endfunction()

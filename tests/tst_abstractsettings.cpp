@@ -291,13 +291,13 @@ const MemberCase s_memberCases[] = {
     {"OtherCase", "Null", QJsonValue::Undefined, true},
     {"Null", "null", QJsonValue::Null, false},
 };
+const auto memberCaseName = [](const auto &info) {
+    return std::string(std::get<0>(info.param).pName) +
+           (std::get<1>(info.param) ? "Optional" : "Mandatory");
+};
 INSTANTIATE_TEST_SUITE_P(Members, AbstractSettingsMemberTable,
                          ::testing::Combine(::testing::ValuesIn(s_memberCases), ::testing::Bool()),
-                         [](const auto &info) {
-                             const auto &[member, optional] = info.param;
-                             return std::string(member.pName) +
-                                    (optional ? "Optional" : "Mandatory");
-                         });
+                         memberCaseName);
 
 TEST(AbstractSettingsTest, MemberLookupDoesNotLookIntoTheDocument)
 {
@@ -449,13 +449,13 @@ const ValueState s_valueStates[] = {
     {"Absent", "group/absent", false},
     {"BehindANumber", "group/wrong/behind/it", false},
 };
+const auto getterCaseName = [](const auto &info) {
+    return std::string(std::get<0>(info.param).pName) + std::get<1>(info.param).pName;
+};
 INSTANTIATE_TEST_SUITE_P(Getters, AbstractSettingsGetterTable,
                          ::testing::Combine(::testing::ValuesIn(s_getterForms),
                                             ::testing::ValuesIn(s_valueStates)),
-                         [](const auto &info) {
-                             return std::string(std::get<0>(info.param).pName) +
-                                    std::get<1>(info.param).pName;
-                         });
+                         getterCaseName);
 
 struct ConversionCase
 {
@@ -635,7 +635,8 @@ Result called(const char *pName, const char *pKey, const QGenericArgument &defau
 {
     AbstractSettings settings;
     Result result{};
-    EXPECT_TRUE(QMetaObject::invokeMethod(&settings, pName, Q_RETURN_ARG(Result, result),
+    const QReturnArgument<Result> returned(QMetaType::typeName(qMetaTypeId<Result>()), result);
+    EXPECT_TRUE(QMetaObject::invokeMethod(&settings, pName, returned,
                                           Q_ARG(QString, QString::fromLatin1(pKey)), defaultValue))
         << pName;
     return result;
