@@ -5,7 +5,6 @@ option(VY_WARNINGS_AS_ERRORS "Treat warnings as errors" OFF)
 set(VY_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them: address,undefined or thread")
 
 add_library(vy_settings INTERFACE)
-target_compile_features(vy_settings INTERFACE cxx_std_17)
 target_compile_definitions(vy_settings INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY
     QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH QT_NO_NARROWING_CONVERSIONS_IN_CONNECT

@@ -733,7 +733,6 @@ TEST(AbstractSettingsTest, ManyThreadsReadAtOnce)
 
 TEST(AbstractSettingsTest, ByteOrderMarkIsNoPartOfTheDocument)
 {
-    const LogSpy log;
     AbstractSettings::setSettings("\xEF\xBB\xBF{\"x\": 5}");
     EXPECT_EQ(AbstractSettings().intOptionalSetting(QStringLiteral("x"), -1), 5);
 }

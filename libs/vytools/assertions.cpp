@@ -9,8 +9,8 @@ namespace {
 
 Observers<AssertRecord> &observers()
 {
-    static auto *const s_pObservers = new Observers<AssertRecord>;
-    return *s_pObservers;
+    static auto *const pObservers = new Observers<AssertRecord>;
+    return *pObservers;
 }
 
 void report(const AssertRecord &record, const char *pFile)

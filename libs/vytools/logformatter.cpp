@@ -8,8 +8,8 @@ namespace {
 /// Never destroyed, so that destructors of static objects can still log.
 Observers<LogRecord> &observers()
 {
-    static auto *const s_pObservers = new Observers<LogRecord>;
-    return *s_pObservers;
+    static auto *const pObservers = new Observers<LogRecord>;
+    return *pObservers;
 }
 
 QtMsgType messageType(int level)
@@ -35,12 +35,11 @@ void LogFormatter::removeObserver(int number)
 
 void LogFormatter::logEvent(int moduleNumber, int level, const QString &text)
 {
-    static RotatingLogFile *const s_pFile =
-        new RotatingLogFile(QStringLiteral("events.txt"), {1.0, 3, false});
+    static auto *const pFile = new RotatingLogFile(QStringLiteral("events.txt"), {1.0, 3, false});
     const QString line =
         QStringLiteral("[0x%1] %2").arg(moduleNumber, 4, 16, QLatin1Char('0')).arg(text);
     LogFormatter(level, Log::Event) << line;
-    s_pFile->write(line);
+    pFile->write(line);
 }
 
 LogLine::LogLine(int level, LogModule module, const char *pFile, int sourceLine,

@@ -97,10 +97,13 @@ inline bool LogFormatter::isEnabled(int level, LogModule module)
 }
 
 /// A macro, so that the pieces cost nothing while the level is off.
+// NOLINTBEGIN(bugprone-macro-parentheses): the pieces follow behind the expansion
+// clang-format off
 #define LogFormatter(level, module)                                                                \
     !LogFormatter::isEnabled(level, module)                                                        \
         ? static_cast<void>(0)                                                                     \
-        : LogLineEnd() &                                                                           \
-              LogLine(level, module, QT_MESSAGELOG_FILE, QT_MESSAGELOG_LINE, QT_MESSAGELOG_FUNC)
+        : LogLineEnd() & LogLine(level, module, QT_MESSAGELOG_FILE, QT_MESSAGELOG_LINE, QT_MESSAGELOG_FUNC)
+// clang-format on
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif // LOGFORMATTER_H

@@ -10,13 +10,13 @@ using Categories = std::array<QLoggingCategory, LogModules::Count>;
 /// Never destroyed, so that destructors of static objects can still log.
 const Categories &categories()
 {
-    static const Categories *const s_pCategories = new Categories{
+    static const Categories *const pCategories = new Categories{
         QLoggingCategory("vy.global"),   QLoggingCategory("vy.canbus"),
         QLoggingCategory("vy.hardware"), QLoggingCategory("vy.inputoutput"),
         QLoggingCategory("vy.machine"),  QLoggingCategory("vy.payment"),
         QLoggingCategory("vy.event"),
     };
-    return *s_pCategories;
+    return *pCategories;
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/rotating_file_sink.h>
+#include <utility>
 
 #ifdef Q_OS_UNIX
 #    include <sys/stat.h>
@@ -47,9 +48,9 @@ QString reasonAgainstOpening(const QString &path)
 
 } // namespace
 
-RotatingLogFile::RotatingLogFile(const QString &fileName,
+RotatingLogFile::RotatingLogFile(QString fileName,
                                  const RotatingLogFileConfiguration &configuration)
-    : m_fileName(fileName)
+    : m_fileName(std::move(fileName))
     , m_configuration(configuration)
 {
 }
@@ -60,12 +61,12 @@ std::shared_ptr<RotatingLogFile>
 RotatingLogFile::shared(const QString &fileName, const RotatingLogFileConfiguration &configuration)
 {
     static std::mutex s_mutex;
-    static auto *const s_pFiles = new QHash<QString, std::weak_ptr<RotatingLogFile>>;
+    static auto *const pFiles = new QHash<QString, std::weak_ptr<RotatingLogFile>>;
     const std::lock_guard<std::mutex> lock(s_mutex);
-    std::shared_ptr<RotatingLogFile> pFile = s_pFiles->value(fileName).lock();
+    std::shared_ptr<RotatingLogFile> pFile = pFiles->value(fileName).lock();
     if (!pFile) {
         pFile = std::make_shared<RotatingLogFile>(fileName, configuration);
-        s_pFiles->insert(fileName, pFile);
+        pFiles->insert(fileName, pFile);
     }
     return pFile;
 }

@@ -18,7 +18,7 @@ class sink;
 class RotatingLogFile
 {
 public:
-    RotatingLogFile(const QString &fileName, const RotatingLogFileConfiguration &configuration);
+    RotatingLogFile(QString fileName, const RotatingLogFileConfiguration &configuration);
     ~RotatingLogFile();
     Q_DISABLE_COPY_MOVE(RotatingLogFile)
 

@@ -23,9 +23,8 @@ public:
     /// What is in the folder, by name.
     QStringList names() const
     {
-        return QDir(path()).entryList(QDir::AllEntries | QDir::System | QDir::Hidden
-                                          | QDir::NoDotAndDotDot,
-                                      QDir::Name);
+        return QDir(path()).entryList(
+            QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
     }
 
     /// Empty when there is no such file.

@@ -540,6 +540,18 @@ TEST_F(VirtualTimeTest, ObjectDeletedLaterOutsideOfAnyLoopIsGoneWhenTimeIsAdvanc
     EXPECT_EQ(elapsedMs(), 0);
 }
 
+TEST_F(VirtualTimeTest, WhatADeferredDeletionPostsIsDeliveredBeforeTheNextTimer)
+{
+    QObject context;
+    auto *const pObject = new QObject;
+    QObject::connect(pObject, &QObject::destroyed, &context, noting(1), Qt::QueuedConnection);
+    pObject->deleteLater();
+    QCoreApplication::processEvents(); // leaves it to a loop
+    const auto pTimer = startTimer(0, 2, true);
+    m_pTime->advance(0ms);
+    EXPECT_EQ(m_log, (Log{{0, 1}, {0, 2}}));
+}
+
 TEST_F(VirtualTimeTest, ObjectDeletedLaterOutlivesANestedLoopOfTheSlotThatAskedForIt)
 {
     QPointer<QObject> pObject = new QObject;
@@ -602,6 +614,24 @@ TEST_F(VirtualTimeTest, DeadlineAtTheVeryEndOfANestedLoopInATimersOwnSlotIsMisse
     timer.start(100);
     m_pTime->advance(600ms);
     EXPECT_EQ(m_log, (Log{{100, 1}, {300, 1}, {500, 1}, {600, 1}}));
+}
+
+TEST_F(VirtualTimeTest, DeadlineThatProcessEventsMeetsInATimersOwnSlotIsMissed)
+{
+    QEventLoop loop;
+    QTimer::singleShot(200, &loop, &QEventLoop::quit); // before the timer's deadline at 200 ms
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &timer, [this, &loop] {
+        note(1);
+        if (elapsedMs() > 100)
+            return;
+        loop.exec();
+        QCoreApplication::processEvents();
+        note(2);
+    });
+    timer.start(100);
+    m_pTime->advance(300ms);
+    EXPECT_EQ(m_log, (Log{{100, 1}, {200, 2}, {300, 1}}));
 }
 
 TEST_F(VirtualTimeTest, ZeroTimerIsNotReEnteredByANestedLoopInItsSlot)
@@ -879,6 +909,8 @@ TEST_F(VirtualTimeTest, RunUntilDoesNothingWhenItHoldsAlready)
 TEST_F(VirtualTimeTest, EventPostedByAnotherThreadWakesTheLoopWithoutTheClockMoving)
 {
     QEventLoop loop;
+    QElapsedTimer realTime;
+    realTime.start();
     const auto pThread = startThread([this, &loop] {
         QThread::msleep(50);
         post(&loop, [this, &loop] {
@@ -887,6 +919,7 @@ TEST_F(VirtualTimeTest, EventPostedByAnotherThreadWakesTheLoopWithoutTheClockMov
         });
     });
     loop.exec();
+    EXPECT_LT(realTime.elapsed(), 2500); // heard, not found when the wait was over
     EXPECT_EQ(m_log, (Log{{0, 1}}));
     EXPECT_TRUE(pThread->wait());
 }
@@ -894,11 +927,14 @@ TEST_F(VirtualTimeTest, EventPostedByAnotherThreadWakesTheLoopWithoutTheClockMov
 TEST_F(VirtualTimeTest, ExitCalledInAnotherThreadEndsTheLoopWithoutTheClockMoving)
 {
     QEventLoop loop;
+    QElapsedTimer realTime;
+    realTime.start();
     const auto pThread = startThread([&loop] {
         QThread::msleep(50);
         loop.exit(3);
     });
     EXPECT_EQ(loop.exec(), 3);
+    EXPECT_LT(realTime.elapsed(), 2500);
     EXPECT_EQ(elapsedMs(), 0);
     EXPECT_TRUE(pThread->wait());
 }
@@ -990,6 +1026,18 @@ TEST_F(VirtualTimeDeathTest, EventsPostedWithoutEndEndTheProcess)
     EXPECT_EXIT(m_pTime->advance(1ms), ::testing::KilledBySignal(SIGABRT),
                 "virtual time stands still: at .* ms posted events have been delivered 1000000 "
                 "times, and each time more were posted");
+}
+
+TEST_F(VirtualTimeTest, AnyNumberOfPostedEventsIsDeliveredWhenTheyComeWithPauses)
+{
+    QObject context;
+    int delivered = 0;
+    for (int i = 0; i < 1000001; ++i) {
+        post(&context, [&delivered] { ++delivered; });
+        QCoreApplication::processEvents();
+        QCoreApplication::processEvents(); // finds nothing
+    }
+    EXPECT_EQ(delivered, 1000001);
 }
 
 #ifndef QT_NO_DEBUG

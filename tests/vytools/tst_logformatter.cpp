@@ -92,8 +92,8 @@ struct LevelCase
 };
 
 const LevelCase s_levelCases[] = {
-    {"Level0", 0, QtDebugMsg},    {"Level1", 1, QtInfoMsg},     {"Level2", 2, QtInfoMsg},
-    {"Level3", 3, QtWarningMsg},  {"Level4", 4, QtCriticalMsg},
+    {"Level0", 0, QtDebugMsg},   {"Level1", 1, QtInfoMsg},     {"Level2", 2, QtInfoMsg},
+    {"Level3", 3, QtWarningMsg}, {"Level4", 4, QtCriticalMsg},
 };
 
 using LogFormatterLevels = ::testing::TestWithParam<LevelCase>;
@@ -215,7 +215,10 @@ const PiecesCase s_piecesCases[] = {
      "file \"a b.txt\" gone"},
     {"OwnBlanksStay", [] { LogFormatter(4, Log::Global) << "value: " << 7 << " ms"; },
      "value:  7  ms"},
-    {"List", [] { LogFormatter(4, Log::Global) << "list" << QList<int>{1, 2} << "end"; },
+    {"List",
+     [] {
+         LogFormatter(4, Log::Global) << "list" << QList<int>{1, 2} << "end";
+     },
      "list (1, 2) end"},
     {"EmptyInTheMiddle", [] { LogFormatter(4, Log::Global) << "a" << QString() << "b"; }, "a  b"},
     {"EmptyAtTheEnd", [] { LogFormatter(4, Log::Global) << "a" << QString(); }, "a "},
@@ -363,8 +366,7 @@ TEST(LogFormatterTest, WhatAnObserverLogsIsNotToldToIt)
     for (const MessageSpy::Message &message : messages.messages())
         logged << message.text;
     logged.sort();
-    EXPECT_EQ(logged.join(QLatin1Char('|')).toStdString(),
-              "first|heard first|heard second|second");
+    EXPECT_EQ(logged.join(QLatin1Char('|')).toStdString(), "first|heard first|heard second|second");
 }
 
 TEST(LogFormatterTest, ObserverMayRemoveItself)

@@ -149,8 +149,7 @@ class MonitoredQThreadNames : public MonitoredQThreadTest,
 
 TEST_P(MonitoredQThreadNames, NameIsTheObjectsAndTheOperatingSystemsToo)
 {
-    const MonitoredQThread &thread =
-        startThread(true, QString::fromUtf8(GetParam().pThreadName));
+    const MonitoredQThread &thread = startThread(true, QString::fromUtf8(GetParam().pThreadName));
     EXPECT_EQ(thread.objectName().toStdString(), GetParam().pThreadName);
 
     QByteArray shown;
@@ -264,7 +263,8 @@ TEST_F(MonitoredQThreadTest, NextStallAfterARecoveryIsToldAgain)
             EXPECT_EQ(stallsTold(), stalls);
         }
         // The event loop ticks, which is late by now.
-        QTRY_VERIFY(thread.timeSinceLastTick() < MonitoredQThread::s_tickInterval);
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&thread] { return thread.timeSinceLastTick() < MonitoredQThread::s_tickInterval; }));
         thread.checkForStall();
         EXPECT_EQ(stallsTold(), stalls);
     }
@@ -313,7 +313,7 @@ TEST_F(MonitoredQThreadTest, WatchesByItselfWhileTheThreadRuns)
     QCoreApplication::processEvents();
     EXPECT_EQ(stallsTold(), 0);
     putClockOn(MonitoredQThread::s_stallLimit);
-    QTRY_COMPARE(stallsTold(), 1);
+    EXPECT_TRUE(QTest::qWaitFor([this] { return stallsTold() == 1; }));
     putClockOn(MonitoredQThread::s_stallLimit);
     QTest::qWait(10);
     EXPECT_EQ(stallsTold(), 1);
@@ -322,7 +322,7 @@ TEST_F(MonitoredQThreadTest, WatchesByItselfWhileTheThreadRuns)
     putClockOn(MonitoredQThread::s_tickInterval); // the watching sees the recovery
     QTest::qWait(10);
     putClockOn(MonitoredQThread::s_stallLimit);
-    QTRY_COMPARE(stallsTold(), 2);
+    EXPECT_TRUE(QTest::qWaitFor([this] { return stallsTold() == 2; }));
 
     end(thread);
     putClockOn(MonitoredQThread::s_stallLimit);

@@ -38,9 +38,9 @@ protected:
         return path();
     }
 
-    static std::string with(const std::string &override, const char *pSlash)
+    static std::string with(const std::string &value, const char *pSlash)
     {
-        return GetParam().isFolder ? override + pSlash : override;
+        return GetParam().isFolder ? value + pSlash : value;
     }
 
 private:
@@ -57,8 +57,9 @@ TEST_P(SystemPathTable, DefaultIsAbsoluteAndAFolderEndsWithASlash)
 {
     EXPECT_EQ(path().front(), '/');
     EXPECT_EQ(path().back() == '/', GetParam().isFolder);
-    if (GetParam().pDefault)
+    if (GetParam().pDefault) {
         EXPECT_EQ(path(), GetParam().pDefault);
+    }
 }
 
 TEST_P(SystemPathTable, EmptyOverrideIsTheDefault)
