@@ -2,6 +2,8 @@
 
 #include "assertions.h"
 
+#include <QPointer>
+
 namespace {
 
 constexpr auto s_pUnit = "src/hardwaresettings";
@@ -44,8 +46,10 @@ void HardwareSettings::setModelSubtype(MachineModelSubtype subtype)
         return;
     const bool wasFullInstant = isFullInstant();
     m_modelSubtype = subtype;
+    const bool hasFullInstantChanged = isFullInstant() != wasFullInstant;
+    const QPointer<HardwareSettings> pThis = this; // a slot may delete the settings
     Q_EMIT modelSubtypeChanged(subtype);
-    if (isFullInstant() != wasFullInstant)
+    if (pThis && hasFullInstantChanged)
         Q_EMIT isFullInstantChanged();
 }
 

@@ -7,15 +7,21 @@
 /// AbstractSettings; the library itself reads none of them.
 namespace SettingsKeys {
 
-inline constexpr QLatin1String IsWifiAvailable("hardware/isWifiAvailable");
-inline constexpr QLatin1String UsbPath("hardware/usbPath");
-inline constexpr QLatin1String StatisticsSerialPath("hardware/statisticsSerialPath");
-inline constexpr QLatin1String PaymentSerialPath("hardware/paymentSerialPath");
-inline constexpr QLatin1String QrcodeModemSerialPath("hardware/qrcodeModemSerialPath");
-inline constexpr QLatin1String Vl6180xI2cDevice("hardware/vl6180x_i2cdev");
-inline constexpr QLatin1String CapKeysKbPath("hardware/capKeysKbPath");
-inline constexpr QLatin1String CapKeysLedEnablePath("hardware/capKeysLedEnablePath");
-inline constexpr QLatin1String HasRotatedTargetDisplay("hardware/hasRotatedTargetDisplay");
+/// A key path from a literal; Qt's own constructor measures the text at run time with some compilers.
+template <int Size> constexpr QLatin1String keyPath(const char (&text)[Size])
+{
+    return QLatin1String(text, Size - 1);
+}
+
+inline constexpr QLatin1String IsWifiAvailable = keyPath("hardware/isWifiAvailable");
+inline constexpr QLatin1String UsbPath = keyPath("hardware/usbPath");
+inline constexpr QLatin1String StatisticsSerialPath = keyPath("hardware/statisticsSerialPath");
+inline constexpr QLatin1String PaymentSerialPath = keyPath("hardware/paymentSerialPath");
+inline constexpr QLatin1String QrcodeModemSerialPath = keyPath("hardware/qrcodeModemSerialPath");
+inline constexpr QLatin1String Vl6180xI2cDevice = keyPath("hardware/vl6180x_i2cdev");
+inline constexpr QLatin1String CapKeysKbPath = keyPath("hardware/capKeysKbPath");
+inline constexpr QLatin1String CapKeysLedEnablePath = keyPath("hardware/capKeysLedEnablePath");
+inline constexpr QLatin1String HasRotatedTargetDisplay = keyPath("hardware/hasRotatedTargetDisplay");
 
 } // namespace SettingsKeys
 

@@ -27,8 +27,8 @@ class VYMACHINES1_EXPORT MachineRegistry
 {
 public:
     /// Settings keys that say which machine a settings file belongs to; read by the tools.
-    static constexpr QLatin1String s_modelKey = QLatin1String("machine/model");
-    static constexpr QLatin1String s_subtypeKey = QLatin1String("machine/subtype");
+    static constexpr QLatin1String s_modelKey = SettingsKeys::keyPath("machine/model");
+    static constexpr QLatin1String s_subtypeKey = SettingsKeys::keyPath("machine/subtype");
 
     /// All of them, by model number and then subtype. Every model comes first without a subtype.
     static std::vector<MachineConfiguration> all();

@@ -3,6 +3,8 @@
 #include "assertions.h"
 #include "logformatter.h"
 
+#include <QPointer>
+
 namespace tools {
 
 EventGroupHandler::EventGroupHandler(QObject *pParent)
@@ -43,8 +45,13 @@ void EventGroupHandler::start()
 
 void EventGroupHandler::checkResult(const QVariant &result)
 {
-    if (m_timeoutTimer.isActive())
-        endAttempt(m_steps.head().check(result));
+    if (!m_timeoutTimer.isActive())
+        return;
+    const QPointer<EventGroupHandler> pThis = this;
+    const auto check = m_steps.head().check; // a copy: it may delete the handler
+    const bool hasSucceeded = check(result);
+    if (pThis)
+        endAttempt(hasSucceeded);
 }
 
 void EventGroupHandler::beginAttempt()

@@ -39,7 +39,7 @@ void LogFormatter::logEvent(int moduleNumber, int level, const QString &text)
     const QString line =
         QStringLiteral("[0x%1] %2").arg(moduleNumber, 4, 16, QLatin1Char('0')).arg(text);
     LogFormatter(level, Log::Event) << line;
-    pFile->write(line);
+    pFile->write(QStringLiteral("level %1 %2").arg(level).arg(line));
 }
 
 LogLine::LogLine(int level, LogModule module, const char *pFile, int sourceLine,

@@ -60,8 +60,9 @@ public:
     template <typename Piece>
     LogLine &operator<<(const Piece &piece)
     {
-        if (!m_text.isEmpty())
+        if (m_hasPieces)
             m_stream << ' ';
+        m_hasPieces = true;
         m_stream << piece;
         return *this;
     }
@@ -70,6 +71,7 @@ private:
     QMessageLogContext m_context;
     int m_level;
     LogModule m_module;
+    bool m_hasPieces = false;
     QString m_text;
     QDebug m_stream;
 };

@@ -28,10 +28,9 @@ void MonitoredQThread::tick()
 
 std::optional<milliseconds> MonitoredQThread::timeSinceLastTick() const
 {
-    const steady_clock::time_point lastTick = m_lastTick;
-    if (lastTick == steady_clock::time_point())
+    if (!m_isTickable)
         return std::nullopt;
-    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - lastTick);
+    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - m_lastTick.load());
 }
 
 void MonitoredQThread::checkForStall()
@@ -47,12 +46,13 @@ void MonitoredQThread::checkForStall()
 void MonitoredQThread::run()
 {
     tick();
+    m_isTickable = true;
     QTimer ticker;
     connect(&ticker, &QTimer::timeout, &ticker, [this] { tick(); });
     if (m_isTickingAutomatically)
         ticker.start(s_tickInterval);
     exec();
-    m_lastTick = steady_clock::time_point();
+    m_isTickable = false;
 }
 
 } // namespace monitored_threads

@@ -27,7 +27,7 @@ public:
     MonitoredQThread(const QString &name, bool isTickingAutomatically, QObject *pParent = nullptr);
     ~MonitoredQThread() override;
 
-    void tick(); ///< "I am alive"; any thread, does not block
+    void tick(); ///< "I am alive"; any thread, does not block; counts only while the thread runs
 
     /// How long ago the last tick was; nothing while the thread does not run. Any thread.
     std::optional<std::chrono::milliseconds> timeSinceLastTick() const;
@@ -43,6 +43,7 @@ private:
     const bool m_isTickingAutomatically;
     bool m_isStallTold = false;
     QTimer m_watchTimer;
+    std::atomic<bool> m_isTickable = false; ///< while the thread runs
     std::atomic<std::chrono::steady_clock::time_point> m_lastTick{};
 };
 

@@ -42,12 +42,20 @@ public:
         const std::lock_guard<std::recursive_mutex> lock(m_mutex);
         isTelling() = true;
         const auto observers = m_observers; // a copy: an observer may add or remove
-        for (const auto &entry : observers)
-            entry.second(event);
+        for (const auto &entry : observers) {
+            if (isThere(entry.first))
+                entry.second(event);
+        }
         isTelling() = false;
     }
 
 private:
+    bool isThere(int number) const
+    {
+        const auto isIt = [number](const auto &entry) { return entry.first == number; };
+        return std::any_of(m_observers.begin(), m_observers.end(), isIt);
+    }
+
     static bool &isTelling()
     {
         static thread_local bool s_isTelling = false;

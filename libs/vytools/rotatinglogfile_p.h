@@ -30,19 +30,22 @@ public:
     void write(const QString &line);
 
 private:
-    bool open();
-    bool append(const QByteArray &line);
+    /// These return why they failed; empty when they have not.
+    QString open();
+    QString append(const QByteArray &line);
+    QString reasonAgainstRotating() const;
+
+    bool isFullWith(qint64 length) const;
     void dropDeletedFile();
-    bool canRotate(qint64 length);
-    void tellFailure(const QString &reason);
-    void tellRecovery();
+    QString tellWhatChanged(const QString &failure);
 
     const QString m_fileName;
     const RotatingLogFileConfiguration m_configuration;
-    std::recursive_mutex m_mutex; ///< a message handler may log to a file of its own
-    QString m_path;               ///< of the open file
+    std::mutex m_mutex;
+    QString m_path; ///< of the open file
     std::unique_ptr<spdlog::sinks::sink> m_pSink;
     std::FILE *m_pStream = nullptr; ///< the sink's; null while it has none
+    bool m_wasDeleted = false;      ///< somebody deleted the file, and no new one is there yet
     qint64 m_linesLost = 0;         ///< in this episode; 0 while all is well
 };
 

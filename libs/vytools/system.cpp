@@ -26,10 +26,11 @@ bool syncHandle(int handle)
 
 bool System::syncFile(QFile &file)
 {
-    if (!file.isOpen() || !file.flush()) {
+    if (!file.isWritable() || !file.flush()) {
         LogFormatter(4, Log::Global)
             << Q_FUNC_INFO << "Could not write" << quoted(file.fileName())
-            << (file.isOpen() ? file.errorString() : QStringLiteral("it is not open"));
+            << (file.isWritable() ? file.errorString()
+                                  : QStringLiteral("it is not open for writing"));
         return false;
     }
     if (!syncHandle(file.handle())) {

@@ -279,12 +279,12 @@ void VirtualTime::rearm(Timer &timer)
     m_queue.insert(std::move(node));
 }
 
-/// Timers in their own slots whose turn has passed.
+/// Timers in their own slots whose turn was up to this place, itself included.
 void VirtualTime::dropMissed(const Place &upTo)
 {
-    for (auto it = m_queue.begin(); it != m_queue.end() && it->first < upTo;) {
+    for (auto it = m_queue.begin(); it != m_queue.end() && it->first <= upTo;) {
         Timer &timer = m_timers.at((it++)->second);
-        while (timer.isFiring && timer.place < upTo)
+        while (timer.isFiring && timer.place <= upTo)
             rearm(timer);
     }
 }

@@ -43,6 +43,8 @@ clock_gettime(clockid_t clock, timespec *pTime) noexcept
 
 namespace {
 
+constexpr milliseconds s_stall = MonitoredQThread::s_stallLimit + 1ms; ///< too long without a tick
+
 void putClockOn(milliseconds time)
 {
     s_clockAheadNs += nanoseconds(time).count();
@@ -173,13 +175,25 @@ TEST_F(MonitoredQThreadTest, TimeSinceTheLastTickIsKnownOnlyWhileTheThreadRuns)
     for (const bool isTickingAutomatically : {false, true}) {
         MonitoredQThread &thread = makeThread(isTickingAutomatically);
         EXPECT_FALSE(thread.timeSinceLastTick().has_value());
-        thread.tick();
-        EXPECT_FALSE(thread.timeSinceLastTick().has_value());
         start(thread);
         EXPECT_TRUE(thread.timeSinceLastTick().has_value());
         end(thread);
         EXPECT_FALSE(thread.timeSinceLastTick().has_value());
     }
+}
+
+TEST_F(MonitoredQThreadTest, TickWhileTheThreadDoesNotRunDoesNotCount)
+{
+    MonitoredQThread &thread = makeThread(false);
+    thread.tick();
+    EXPECT_FALSE(thread.timeSinceLastTick().has_value());
+    start(thread);
+    end(thread);
+    thread.tick();
+    EXPECT_FALSE(thread.timeSinceLastTick().has_value());
+    putClockOn(s_stall);
+    thread.checkForStall();
+    EXPECT_EQ(stallsTold(), 0);
 }
 
 TEST_F(MonitoredQThreadTest, TimeSinceTheLastTickCanBeAskedFromTheThreadItself)
@@ -226,10 +240,10 @@ TEST_F(MonitoredQThreadTest, OnlyTickCountsWithoutAutomaticTicking)
     EXPECT_GE(thread.timeSinceLastTick().value_or(0ms), 2000ms);
 }
 
-TEST_F(MonitoredQThreadTest, StallBeginsAtTheLimit)
+TEST_F(MonitoredQThreadTest, StallBeginsBeyondTheLimit)
 {
     MonitoredQThread &thread = startThread(false);
-    putClockOn(MonitoredQThread::s_stallLimit - 1000ms); // the rest is for a slow machine
+    putClockOn(s_stall - 1000ms); // a second for a slow machine
     thread.checkForStall();
     EXPECT_EQ(stallsTold(), 0);
     putClockOn(1000ms);
@@ -241,10 +255,10 @@ TEST_F(MonitoredQThreadTest, StallIsToldOnceWithTheThreadsName)
 {
     MonitoredQThread &thread = startThread(true);
     const Blockade blockade(m_pContext.get());
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     for (int i = 0; i < 5; ++i) {
         thread.checkForStall();
-        putClockOn(MonitoredQThread::s_stallLimit);
+        putClockOn(s_stall);
     }
     ASSERT_EQ(m_log.records().size(), 1);
     EXPECT_GE(m_log.records().constFirst().level, LogWarning);
@@ -257,7 +271,7 @@ TEST_F(MonitoredQThreadTest, NextStallAfterARecoveryIsToldAgain)
     for (int stalls = 1; stalls <= 3; ++stalls) {
         {
             const Blockade blockade(m_pContext.get());
-            putClockOn(MonitoredQThread::s_stallLimit);
+            putClockOn(s_stall);
             thread.checkForStall();
             thread.checkForStall();
             EXPECT_EQ(stallsTold(), stalls);
@@ -273,12 +287,12 @@ TEST_F(MonitoredQThreadTest, NextStallAfterARecoveryIsToldAgain)
 TEST_F(MonitoredQThreadTest, ThreadThatDoesNotRunDoesNotStall)
 {
     MonitoredQThread &thread = makeThread(false);
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     thread.checkForStall();
     start(thread);
     thread.checkForStall();
     end(thread);
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     thread.checkForStall();
     EXPECT_EQ(stallsTold(), 0);
 }
@@ -287,22 +301,22 @@ TEST_F(MonitoredQThreadTest, ThreadThatIsStartedAgainBeginsWithATick)
 {
     MonitoredQThread &thread = startThread(false);
     end(thread);
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     start(thread);
     EXPECT_LT(thread.timeSinceLastTick().value_or(1h), 1000ms);
     thread.checkForStall();
     EXPECT_EQ(stallsTold(), 0);
 }
 
-TEST_F(MonitoredQThreadTest, StallThatOutlivesARestartIsToldAgain)
+TEST_F(MonitoredQThreadTest, StallAfterARestartIsToldAgain)
 {
     MonitoredQThread &thread = startThread(false);
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     thread.checkForStall();
     end(thread);
     start(thread);
     thread.checkForStall();
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     thread.checkForStall();
     EXPECT_EQ(stallsTold(), 2);
 }
@@ -312,20 +326,20 @@ TEST_F(MonitoredQThreadTest, WatchesByItselfWhileTheThreadRuns)
     MonitoredQThread &thread = startThread(false);
     QCoreApplication::processEvents();
     EXPECT_EQ(stallsTold(), 0);
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     EXPECT_TRUE(QTest::qWaitFor([this] { return stallsTold() == 1; }));
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     QTest::qWait(10);
     EXPECT_EQ(stallsTold(), 1);
 
     runInThread([&thread] { thread.tick(); });
-    putClockOn(MonitoredQThread::s_tickInterval); // the watching sees the recovery
+    putClockOn(2 * MonitoredQThread::s_tickInterval); // so that the watching sees the recovery
     QTest::qWait(10);
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     EXPECT_TRUE(QTest::qWaitFor([this] { return stallsTold() == 2; }));
 
     end(thread);
-    putClockOn(MonitoredQThread::s_stallLimit);
+    putClockOn(s_stall);
     QTest::qWait(10);
     EXPECT_EQ(stallsTold(), 2);
 }
