@@ -24,7 +24,7 @@ QString groupOf(const QString &keyPath)
     return keyPath.left(keyPath.lastIndexOf(QLatin1Char('/')) + 1);
 }
 
-/// The keys beside the one that was asked for, or those of the whole file.
+/// Some of the keys beside the one that was asked for, or of the whole file.
 QString neighbours(const SettingsDocument &document, const QString &keyPath)
 {
     QStringList all;
@@ -34,17 +34,14 @@ QString neighbours(const SettingsDocument &document, const QString &keyPath)
         if (groupOf(entry.first) == groupOf(keyPath))
             beside.append(entry.first);
     }
-    return (beside.isEmpty() ? all : beside).join(QStringLiteral(", "));
+    constexpr int s_enough = 20;
+    const QStringList keys = beside.isEmpty() ? all : beside;
+    const QString text = QStringList(keys.mid(0, s_enough)).join(QStringLiteral(", "));
+    return keys.size() > s_enough ? text + QStringLiteral(", ...") : text;
 }
 
-void get(const Arguments &arguments, Console &console)
+void get(const SettingsDocument &document, const Arguments &arguments, Console &console)
 {
-    const SettingsDocument document =
-        SettingsDocument::read(QString::fromStdString(arguments.file));
-    if (!document.isValid()) {
-        console.fail(ExitNo, document.error());
-        return;
-    }
     const QString key = QString::fromStdString(arguments.key);
     AbstractSettings::setSettings(document.bytes());
     const AbstractSettings settings;
@@ -57,26 +54,14 @@ void get(const Arguments &arguments, Console &console)
         console.out() << (value.isString() ? value.toString() : toJsonText(value)) << '\n';
 }
 
-void list(const Arguments &arguments, Console &console)
+void list(const SettingsDocument &document, const Arguments & /*arguments*/, Console &console)
 {
-    const SettingsDocument document =
-        SettingsDocument::read(QString::fromStdString(arguments.file));
-    if (!document.isValid()) {
-        console.fail(ExitNo, document.error());
-        return;
-    }
     for (const auto &entry : document.values())
         console.out() << entry.first << " = " << toJsonText(entry.second) << '\n';
 }
 
-void check(const Arguments &arguments, Console &console)
+void check(const SettingsDocument &document, const Arguments & /*arguments*/, Console &console)
 {
-    const SettingsDocument document =
-        SettingsDocument::read(QString::fromStdString(arguments.file));
-    if (!document.isValid()) {
-        console.fail(ExitNo, document.error());
-        return;
-    }
     const CheckResult result = checkKeys(document);
     for (const QString &warning : result.warnings)
         console.warn(QStringLiteral("vyhw: warning: ") + warning);
@@ -85,6 +70,19 @@ void check(const Arguments &arguments, Console &console)
     if (result.errors.isEmpty())
         console.out() << document.path() << ": right; " << result.knownKeys << " known keys, "
                       << document.values().size() << " values in all\n";
+}
+
+using Command = void (*)(const SettingsDocument &, const Arguments &, Console &);
+
+/// Runs the command on the settings file, or says why that cannot be read.
+void run(Command pCommand, const Arguments &arguments, Console &console)
+{
+    const SettingsDocument document =
+        SettingsDocument::read(QString::fromStdString(arguments.file));
+    if (document.isValid())
+        pCommand(document, arguments, console);
+    else
+        console.fail(ExitNo, document.error());
 }
 
 void addFileOption(CLI::App &command, Arguments &arguments)
@@ -110,12 +108,12 @@ void addSettingsCommand(CLI::App &app, Console &console)
     pGet->footer("Texts are printed as they are, everything else as JSON. Ends with 1 when the key "
                  "is not there.\n"
                  "Example: vyhw settings get hardware/usbPath --settings config/lirenta.json\n");
-    pGet->callback([pArguments, &console] { get(*pArguments, console); });
+    pGet->callback([pArguments, &console] { run(get, *pArguments, console); });
 
     CLI::App *const pList =
         pSettings->add_subcommand("list", "Print every value with its key path");
     addFileOption(*pList, *pArguments);
-    pList->callback([pArguments, &console] { list(*pArguments, console); });
+    pList->callback([pArguments, &console] { run(list, *pArguments, console); });
 
     CLI::App *const pCheck =
         pSettings->add_subcommand("check", "Say whether a settings file is right, and where not");
@@ -123,5 +121,5 @@ void addSettingsCommand(CLI::App &app, Console &console)
     pCheck->footer("A syntax error is told with line and column, a wrong value with its key and "
                    "what was expected.\n"
                    "Ends with 1 when the file is wrong.\n");
-    pCheck->callback([pArguments, &console] { check(*pArguments, console); });
+    pCheck->callback([pArguments, &console] { run(check, *pArguments, console); });
 }

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -46,14 +47,6 @@ private:
 void post(QObject *pContext, const std::function<void()> &slot)
 {
     QMetaObject::invokeMethod(pContext, slot, Qt::QueuedConnection);
-}
-
-/// Runs the slot in a thread of its own while an event loop of the calling thread waits for it.
-std::unique_ptr<QThread> startThread(const std::function<void()> &slot)
-{
-    std::unique_ptr<QThread> pThread(QThread::create(slot));
-    pThread->start();
-    return pThread;
 }
 
 } // namespace
@@ -607,9 +600,9 @@ TEST_F(VirtualTimeTest, DeadlineAtTheVeryEndOfANestedLoopInATimersOwnSlotIsMisse
         note(1);
         ++firings;
         if (firings == 1)
-            execFor(100);
-        if (firings == 2)
             m_pTime->advance(100ms);
+        if (firings == 2)
+            execFor(100);
     });
     timer.start(100);
     m_pTime->advance(600ms);
@@ -907,8 +900,8 @@ TEST_F(VirtualTimeTest, EventPostedByAnotherThreadWakesTheLoopWithoutTheClockMov
     QEventLoop loop;
     QElapsedTimer realTime;
     realTime.start();
-    const auto pThread = startThread([this, &loop] {
-        QThread::msleep(50);
+    std::thread thread([this, &loop] {
+        std::this_thread::sleep_for(50ms);
         post(&loop, [this, &loop] {
             note(1);
             loop.quit();
@@ -917,7 +910,7 @@ TEST_F(VirtualTimeTest, EventPostedByAnotherThreadWakesTheLoopWithoutTheClockMov
     loop.exec();
     EXPECT_LT(realTime.elapsed(), 2500); // heard, not found when the wait was over
     EXPECT_EQ(m_log, (Log{{0, 1}}));
-    EXPECT_TRUE(pThread->wait());
+    thread.join();
 }
 
 TEST_F(VirtualTimeTest, ExitCalledInAnotherThreadEndsTheLoopWithoutTheClockMoving)
@@ -925,14 +918,14 @@ TEST_F(VirtualTimeTest, ExitCalledInAnotherThreadEndsTheLoopWithoutTheClockMovin
     QEventLoop loop;
     QElapsedTimer realTime;
     realTime.start();
-    const auto pThread = startThread([&loop] {
-        QThread::msleep(50);
+    std::thread thread([&loop] {
+        std::this_thread::sleep_for(50ms);
         loop.exit(3);
     });
     EXPECT_EQ(loop.exec(), 3);
     EXPECT_LT(realTime.elapsed(), 2500);
     EXPECT_EQ(elapsedMs(), 0);
-    EXPECT_TRUE(pThread->wait());
+    thread.join();
 }
 
 TEST_F(VirtualTimeTest, LoopInATimersSlotWithNoOtherTimerWaitsWithoutTheClockMoving)
@@ -940,13 +933,13 @@ TEST_F(VirtualTimeTest, LoopInATimersSlotWithNoOtherTimerWaitsWithoutTheClockMov
     const auto pTimer = startTimer(10, 1);
     QObject::connect(pTimer.get(), &QTimer::timeout, pTimer.get(), [this] {
         QEventLoop loop;
-        const auto pThread = startThread([&loop] {
-            QThread::msleep(50);
+        std::thread thread([&loop] {
+            std::this_thread::sleep_for(50ms);
             loop.exit();
         });
         loop.exec();
         note(2);
-        pThread->wait();
+        thread.join();
     });
     m_pTime->advance(10ms);
     EXPECT_EQ(m_log, (Log{{10, 1}, {10, 2}}));
@@ -955,11 +948,11 @@ TEST_F(VirtualTimeTest, LoopInATimersSlotWithNoOtherTimerWaitsWithoutTheClockMov
 TEST_F(VirtualTimeTest, ThreadOnAnotherDispatcherHasNoVirtualTime)
 {
     VirtualTime *pInThread = m_pTime;
-    const auto pThread = startThread([&pInThread] {
+    std::thread thread([&pInThread] {
         const QEventLoop loop; // makes the thread's dispatcher
         pInThread = VirtualTime::instance();
     });
-    EXPECT_TRUE(pThread->wait());
+    thread.join();
     EXPECT_EQ(pInThread, nullptr);
 }
 
@@ -1041,8 +1034,8 @@ TEST_F(VirtualTimeDeathTest, UseInAnotherThreadIsAsserted)
 {
     EXPECT_EXIT(
         {
-            const auto pThread = startThread([this] { m_pTime->advance(1ms); });
-            pThread->wait();
+            std::thread thread([this] { m_pTime->advance(1ms); });
+            thread.join();
         },
         ::testing::KilledBySignal(SIGABRT),
         "only wakeUp\\(\\) and interrupt\\(\\) may be called from another thread");

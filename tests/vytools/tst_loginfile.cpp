@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -516,6 +517,12 @@ const FailureCase s_failureCases[] = {
          QDir().mkdir(brokenFile(folder));
      },
      [](const LogFolder &folder) { QDir().rmdir(brokenFile(folder)); }},
+    {"FileIsAPipe", // that nobody reads, so that opening it would wait
+     [](const LogFolder &folder) {
+         QFile::remove(brokenFile(folder));
+         EXPECT_EQ(mkfifo(QFile::encodeName(brokenFile(folder)).constData(), 0600), 0);
+     },
+     [](const LogFolder &folder) { QFile::remove(brokenFile(folder)); }},
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, LogInFileFailures, ::testing::ValuesIn(s_failureCases), caseName);
 
