@@ -21,7 +21,8 @@ function(vy_add_library name)
     add_library(${name} SHARED)
     add_library(Vy::${ARG_EXPORT_NAME} ALIAS ${name})
     set_target_properties(${name} PROPERTIES
-        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_EXPORT_NAME})
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_EXPORT_NAME}
+        INSTALL_RPATH "$ORIGIN") # our libraries lie side by side
     target_include_directories(${name} INTERFACE
         $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/${name}>)

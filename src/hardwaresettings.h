@@ -319,6 +319,8 @@ protected:
     bool m_hasCupCarrier = false;
 
 private:
+    friend class HardwareEnvironment; ///< a subtype set later changes some fields
+
     /// Stores and tells, when the value differs.
     void setFlag(bool &flag, bool value, void (HardwareSettings::*pChanged)());
 

@@ -7,8 +7,10 @@
 /// AbstractSettings; the library itself reads none of them.
 namespace SettingsKeys {
 
-/// A key path from a literal; Qt's own constructor measures the text at run time with some compilers.
-template <int Size> constexpr QLatin1String keyPath(const char (&text)[Size])
+/// A key path from a literal; Qt's own constructor measures the text at run time with some
+/// compilers.
+template <int Size>
+constexpr QLatin1String keyPath(const char (&text)[Size])
 {
     return QLatin1String(text, Size - 1);
 }
@@ -21,7 +23,8 @@ inline constexpr QLatin1String QrcodeModemSerialPath = keyPath("hardware/qrcodeM
 inline constexpr QLatin1String Vl6180xI2cDevice = keyPath("hardware/vl6180x_i2cdev");
 inline constexpr QLatin1String CapKeysKbPath = keyPath("hardware/capKeysKbPath");
 inline constexpr QLatin1String CapKeysLedEnablePath = keyPath("hardware/capKeysLedEnablePath");
-inline constexpr QLatin1String HasRotatedTargetDisplay = keyPath("hardware/hasRotatedTargetDisplay");
+inline constexpr QLatin1String HasRotatedTargetDisplay =
+    keyPath("hardware/hasRotatedTargetDisplay");
 
 } // namespace SettingsKeys
 

@@ -6,31 +6,32 @@
 
 namespace {
 
+using E = HardwareEnvironment;
 using S = HardwareSettings;
 
 // clang-format off
 constexpr MachineConfiguration s_rows[] = {
-    // model                 number  subtype               its name            espresso limit               jug    parallel steps
-    {"Ostrel",              0, S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
-    {"Duvana",              1, S::NoSubtype,                "",                 S::MaxEsTempValueDuvana,     true,  false},
-    {"Lirenta",             2, S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
-    {"Lirenta",             2, S::LirentaStandard,          "standard",         S::MaxEsTempValue,           true,  false},
-    {"Lirenta",             2, S::LirentaPlus,              "plus",             S::MaxEsTempValue,           true,  false},
-    {"Lirenta",             2, S::LirentaCustomerEdition,   "customer edition", S::MaxEsTempValue,           false, false},
-    {"Lirenta",             2, S::LirentaPlus500,           "plus 500",         S::MaxEsTempValue,           true,  false},
-    {"Lirenta",             2, S::LirentaFullInstant,       "full instant",     S::MaxEsTempValue,           true,  true},
-    {"Lirenta",             2, S::LirentaSubtype14,         "",                 S::MaxEsTempValue,           true,  false},
-    {"MarboTouch",          3, S::NoSubtype,                "",                 S::MaxEsTempValueMarboTouch, true,  false},
-    {"MarboCapacitiveKeys", 4, S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
-    {"Corvel",              5, S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
-    {"Corvel",              5, S::CorvelSubtype5,           "",                 S::MaxEsTempValue,           true,  false},
-    {"Corvel",              5, S::CorvelSubtype9,           "",                 S::MaxEsTempValue,           true,  false},
-    {"Corvel",              5, S::CorvelCustomerEdition,    "customer edition", S::MaxEsTempValue,           true,  false},
-    {"NewQuindo",           6, S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
-    {"NewQuindo",           6, S::NewQuindoStandard,        "standard",         S::MaxEsTempValue,           true,  false},
-    {"NewQuindo",           6, S::NewQuindoCustomerEdition, "customer edition", S::MaxEsTempValue,           false, false},
-    {"NewQuindo",           6, S::NewQuindoSubtype13,       "",                 S::MaxEsTempValue,           true,  false},
-    {"NewQuindo",           6, S::NewQuindoSubtype15,       "",                 S::MaxEsTempValue,           true,  false},
+    // model                number                  subtype               its name            espresso limit               jug    parallel steps
+    {"Ostrel",              E::Ostrel,              S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
+    {"Duvana",              E::Duvana,              S::NoSubtype,                "",                 S::MaxEsTempValueDuvana,     true,  false},
+    {"Lirenta",             E::Lirenta,             S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
+    {"Lirenta",             E::Lirenta,             S::LirentaStandard,          "standard",         S::MaxEsTempValue,           true,  false},
+    {"Lirenta",             E::Lirenta,             S::LirentaPlus,              "plus",             S::MaxEsTempValue,           true,  false},
+    {"Lirenta",             E::Lirenta,             S::LirentaCustomerEdition,   "customer edition", S::MaxEsTempValue,           false, false},
+    {"Lirenta",             E::Lirenta,             S::LirentaPlus500,           "plus 500",         S::MaxEsTempValue,           true,  false},
+    {"Lirenta",             E::Lirenta,             S::LirentaFullInstant,       "full instant",     S::MaxEsTempValue,           true,  true},
+    {"Lirenta",             E::Lirenta,             S::LirentaSubtype14,         "",                 S::MaxEsTempValue,           true,  false},
+    {"MarboTouch",          E::MarboTouch,          S::NoSubtype,                "",                 S::MaxEsTempValueMarboTouch, true,  false},
+    {"MarboCapacitiveKeys", E::MarboCapacitiveKeys, S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
+    {"Corvel",              E::Corvel,              S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
+    {"Corvel",              E::Corvel,              S::CorvelSubtype5,           "",                 S::MaxEsTempValue,           true,  false},
+    {"Corvel",              E::Corvel,              S::CorvelSubtype9,           "",                 S::MaxEsTempValue,           true,  false},
+    {"Corvel",              E::Corvel,              S::CorvelCustomerEdition,    "customer edition", S::MaxEsTempValue,           true,  false},
+    {"NewQuindo",           E::NewQuindo,           S::NoSubtype,                "",                 S::MaxEsTempValue,           true,  false},
+    {"NewQuindo",           E::NewQuindo,           S::NewQuindoStandard,        "standard",         S::MaxEsTempValue,           true,  false},
+    {"NewQuindo",           E::NewQuindo,           S::NewQuindoCustomerEdition, "customer edition", S::MaxEsTempValue,           false, false},
+    {"NewQuindo",           E::NewQuindo,           S::NewQuindoSubtype13,       "",                 S::MaxEsTempValue,           true,  false},
+    {"NewQuindo",           E::NewQuindo,           S::NewQuindoSubtype15,       "",                 S::MaxEsTempValue,           true,  false},
 };
 // clang-format on
 

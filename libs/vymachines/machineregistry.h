@@ -1,7 +1,7 @@
 #ifndef MACHINEREGISTRY_H
 #define MACHINEREGISTRY_H
 
-#include "hardwaresettings.h"
+#include "hardwareenvironment.h"
 #include "vymachines1_export.h"
 
 #include <QString>
@@ -14,7 +14,7 @@
 struct MachineConfiguration
 {
     const char *pModel; ///< the model's name
-    int model;          ///< the model's number
+    HardwareEnvironment::MachineModel model;
     HardwareSettings::MachineModelSubtype subtype;
     const char *pSubtypeName; ///< in plain words; empty where there is none
     int maxEspressoTemp;      ///< 0.1 °C

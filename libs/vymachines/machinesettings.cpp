@@ -1,8 +1,12 @@
 #include "machinesettings.h"
 
+#include "Corvel/hardwarecontrollercorvel.h"
+#include "SecoB40/secob40hardwarecontroller.h"
 #include "machineregistry.h"
+#include "systempath.h"
 
 MachineSettings::MachineSettings(const MachineConfiguration &configuration)
+    : m_model(configuration.model)
 {
     m_modelName = QString::fromLatin1(configuration.pModel);
     m_maxEspressoTemp = configuration.maxEspressoTemp;
@@ -15,5 +19,9 @@ MachineSettings::MachineSettings(const MachineConfiguration &configuration)
 
 AbstractHardwareController *MachineSettings::createHardwareController()
 {
-    return nullptr;
+    const QString maxBrightnessFile = SystemPath::path(SystemPath::MaxBrightness);
+    const QString brightnessFile = SystemPath::path(SystemPath::Brightness);
+    if (m_model == HardwareEnvironment::Corvel)
+        return new HardwareControllerCorvel(maxBrightnessFile, brightnessFile, nullptr);
+    return new SecoHardwareController(maxBrightnessFile, brightnessFile, nullptr);
 }

@@ -1,7 +1,7 @@
 #ifndef MACHINESETTINGS_H
 #define MACHINESETTINGS_H
 
-#include "hardwaresettings.h"
+#include "hardwareenvironment.h"
 #include "vymachines1_export.h"
 
 struct MachineConfiguration;
@@ -16,8 +16,12 @@ public:
     /// Files empty actuator-board settings under the machine's subtype: no channel is known.
     explicit MachineSettings(const MachineConfiguration &configuration);
 
-    /// Null: no controller has been written for any board yet.
+    /// The Corvel board's controller for that model, the Seco B40 board's for all others, on the
+    /// brightness files of the path table.
     AbstractHardwareController *createHardwareController() override;
+
+private:
+    const HardwareEnvironment::MachineModel m_model;
 };
 
 #endif // MACHINESETTINGS_H

@@ -17,8 +17,7 @@ public:
     }
 
     /// The value; empty when the variable is unset or empty.
-    operator QString()
-        const; // NOLINT(google-explicit-constructor): used where a QString is asked for
+    operator QString() const; // implicit: used where a QString is asked for
 
     const char *name() const { return m_pName; }
 
@@ -34,6 +33,9 @@ public:
     /// sensor takes its readings from the user interface.
     static constexpr EnvVarString CupSensorSimulationFilePath =
         EnvVarString("VY_CUP_SENSOR_SIMULATION_FILE");
+
+    /// VY_MULTIPORT: host:port of the multiport server, instead of the platform's own.
+    static constexpr EnvVarString MultiportServer = EnvVarString("VY_MULTIPORT");
 };
 
 } // namespace vytools::envvar

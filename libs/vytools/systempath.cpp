@@ -16,6 +16,10 @@ constexpr PathRow s_rows[] = {
     {SystemPath::CpuInfo, "VY_PATH_CPUINFO", "/proc/cpuinfo"},
     {SystemPath::Logs, "VY_PATH_LOGS", "/var/log/vyhardware/"},
     {SystemPath::Settings, "VY_PATH_SETTINGS", "/etc/vyhardware/settings.json"},
+    {SystemPath::MaxBrightness, "VY_PATH_MAX_BRIGHTNESS",
+     "/sys/class/backlight/backlight/max_brightness"},
+    {SystemPath::Brightness, "VY_PATH_BRIGHTNESS", "/sys/class/backlight/backlight/brightness"},
+    {SystemPath::Buttons, "VY_PATH_BUTTONS", "/dev/input/event0"},
 };
 
 const PathRow *rowOf(SystemPath::Entry entry)

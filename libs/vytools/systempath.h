@@ -12,11 +12,28 @@ class VYTOOLS1_EXPORT SystemPath
 {
 public:
     enum Entry : int {
-        GpioBase,          ///< folder of the kernel's GPIO files; VY_PATH_GPIO
-        SystemKeyVersions, ///< versions of the installed system image; VY_PATH_SYSTEM_KEY_VERSIONS
-        CpuInfo,           ///< the kernel's description of the processor; VY_PATH_CPUINFO
-        Logs,              ///< folder of the rotating log files; VY_PATH_LOGS
-        Settings,          ///< the machine's JSON settings file; VY_PATH_SETTINGS
+        /// Folder of the kernel's GPIO files: "/sys/class/gpio/"; VY_PATH_GPIO.
+        GpioBase,
+        /// Versions of the installed system image: "/etc/vyhardware/systemkey-versions" (chosen
+        /// here); VY_PATH_SYSTEM_KEY_VERSIONS.
+        SystemKeyVersions,
+        /// The kernel's description of the processor: "/proc/cpuinfo"; VY_PATH_CPUINFO.
+        CpuInfo,
+        /// Folder of the rotating log files: "/var/log/vyhardware/" (chosen here); VY_PATH_LOGS.
+        Logs,
+        /// The machine's JSON settings file: "/etc/vyhardware/settings.json" (chosen here);
+        /// VY_PATH_SETTINGS.
+        Settings,
+        /// The display's highest brightness: "/sys/class/backlight/backlight/max_brightness"
+        /// (chosen
+        /// here); VY_PATH_MAX_BRIGHTNESS.
+        MaxBrightness,
+        /// The display's brightness: "/sys/class/backlight/backlight/brightness" (chosen here);
+        /// VY_PATH_BRIGHTNESS.
+        Brightness,
+        /// The input device of the push buttons: "/dev/input/event0" (chosen here);
+        /// VY_PATH_BUTTONS.
+        Buttons,
     };
 
     /// The path; a folder ends with "/".

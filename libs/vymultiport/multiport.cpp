@@ -1,0 +1,23 @@
+#include "multiport.h"
+
+#include "logformatter.h"
+
+Multiport::Multiport(const QString &server, int mode, QObject *pParent)
+    : QObject(pParent)
+    , m_server(server)
+    , m_mode(mode)
+{
+}
+
+void Multiport::setOutputEnabled(int output, bool isOn)
+{
+    LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << "No link to the multiport server, output"
+                                   << output << "not set to" << isOn;
+}
+
+void Multiport::setBlinkOutput(int output, bool isOn)
+{
+    LogFormatter(3, Log::Hardware)
+        << Q_FUNC_INFO << "No link to the multiport server, blinking of output" << output
+        << "not set to" << isOn;
+}
