@@ -1,7 +1,11 @@
+#include "brightnesscommand.h"
 #include "console.h"
+#include "cupcommand.h"
+#include "infocommand.h"
 #include "machinescommand.h"
 #include "modelcommand.h"
 #include "settingscommand.h"
+#include "startcommand.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -46,6 +50,10 @@ void addCommands(CLI::App &app, Console &console)
     addMachinesCommand(app, console);
     addModelCommand(app, console);
     addSettingsCommand(app, console);
+    addInfoCommand(app, console);
+    addStartCommand(app, console);
+    addCupCommand(app, console);
+    addBrightnessCommand(app, console);
 }
 
 } // namespace
@@ -55,13 +63,13 @@ int main(int argc, char **argv)
     // File names are UTF-8 on the machine; a "C" locale must not change them.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("vy.*.debug=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral("vy.*.debug=false\nvy.*.info=false"));
 
     Console console;
-    CLI::App app(
-        "The command-line tool of the VyHardware1 library: look at machine models, read and check\n"
-        "settings files. Every command and sub-command has its own --help.",
-        "vyhw");
+    CLI::App app("The command-line tool of the VyHardware1 library: look at machine models, check\n"
+                 "settings files, start a machine without the machine. Every command and "
+                 "sub-command has its own --help.",
+                 "vyhw");
     addCommands(app, console);
     try {
         app.parse(argc, argv);

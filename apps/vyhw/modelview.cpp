@@ -1,6 +1,6 @@
 #include "modelview.h"
 
-#include "machineregistry.h"
+#include "machinechoice.h"
 
 #include <QJsonArray>
 #include <QMetaProperty>
@@ -99,15 +99,6 @@ QString outletsAsText(const HardwareSettings &settings)
     return texts.join(QStringLiteral(", "));
 }
 
-QString heading(const MachineConfiguration &machine)
-{
-    QString text = QString::fromLatin1(machine.pModel);
-    if (machine.subtype != HardwareSettings::NoSubtype)
-        text += QStringLiteral(", subtype %1").arg(machine.subtype);
-    const QString name = QString::fromLatin1(machine.pSubtypeName);
-    return name.isEmpty() ? text : text + QStringLiteral(" (%1)").arg(name);
-}
-
 /// The number, with what it means where its unit is known.
 QString numberAsText(const NamedValue &number)
 {
@@ -151,7 +142,7 @@ QString modelAsText(const MachineConfiguration &machine, const HardwareSettings 
 {
     QString text;
     QTextStream out(&text);
-    out << heading(machine) << "\n\n";
+    out << machineTitle(machine) << "\n\n";
     out << "  Display           " << displayAsText(settings.displaySettings()) << '\n';
     out << "  Supply voltages   " << voltagesAsText(settings) << '\n';
     out << "  Outlets           " << outletsAsText(settings) << '\n';

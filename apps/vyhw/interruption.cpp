@@ -1,0 +1,43 @@
+#include "interruption.h"
+
+#include <array>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+std::array<int, 2> g_pipe = {-1, -1}; // a signal handler reaches nothing but globals
+
+int openPipe()
+{
+    if (::pipe2(g_pipe.data(), O_NONBLOCK | O_CLOEXEC) != 0)
+        g_pipe = {-1, -1};
+    return g_pipe[0];
+}
+
+void tellEventLoop(int /*signal*/)
+{
+    const char byte = 0;
+    [[maybe_unused]] const ssize_t written = ::write(g_pipe[1], &byte, 1);
+}
+
+} // namespace
+
+Interruption::Interruption(QObject *pParent)
+    : QObject(pParent)
+    , m_notifier(openPipe(), QSocketNotifier::Read)
+{
+    connect(&m_notifier, &QSocketNotifier::activated, this, &Interruption::interrupted);
+    std::signal(SIGINT, tellEventLoop);
+    std::signal(SIGTERM, tellEventLoop);
+}
+
+Interruption::~Interruption()
+{
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    m_notifier.setEnabled(false);
+    ::close(g_pipe[0]);
+    ::close(g_pipe[1]);
+}
