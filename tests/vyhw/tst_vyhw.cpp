@@ -351,3 +351,109 @@ TEST(VyhwTest, OutputThatCannotBeWrittenIsAnError)
     EXPECT_EQ(process.readAllStandardError(),
               QByteArray("vyhw: standard output could not be written\n"));
 }
+
+TEST(VyhwTest, InfoTellsMachineSystemAndBoard)
+{
+    QTemporaryDir folder;
+    const auto write = [&folder](const char *pName, const char *pContent) {
+        QFile file(folder.filePath(QString::fromLatin1(pName)));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(pContent) > 0);
+        return file.fileName().toUtf8();
+    };
+    qputenv("VY_PATH_SYSTEM_KEY_VERSIONS", write("versions", "kernel_5\nvy-core_1-0-15-1\n"));
+    qputenv("VY_PATH_CPUINFO", write("cpuinfo", "processor : 0\nRevision\t: a02082\n"));
+    const QStringList arguments{QStringLiteral("info"), QStringLiteral("Corvel"),
+                                QStringLiteral("10")};
+    const QString text = vyhw(arguments).out;
+    EXPECT_TRUE(
+        text.contains(QStringLiteral("Machine          Corvel, subtype 10 (customer edition)\n")));
+    EXPECT_TRUE(text.contains(QStringLiteral("System key       1.0.15.1, family 2\n")));
+    EXPECT_TRUE(text.contains(QStringLiteral("CPU information  updated\n")));
+    EXPECT_TRUE(text.contains(QStringLiteral("Board revision   a02082\n")));
+
+    const QJsonObject json =
+        QJsonDocument::fromJson(
+            vyhw(arguments + QStringList{QStringLiteral("--json")}).out.toUtf8())
+            .object();
+    EXPECT_EQ(json.value(QStringLiteral("model")), QJsonValue(QStringLiteral("Corvel")));
+    EXPECT_EQ(json.value(QStringLiteral("revision")), QJsonValue(QStringLiteral("a02082")));
+    EXPECT_EQ(json.value(QStringLiteral("modules")).toObject().size(), 5);
+    EXPECT_EQ(json.value(QStringLiteral("hasCpuInfoUpdated")), QJsonValue(true));
+}
+
+TEST_F(VyhwFileTest, StartBringsTheMachineUpFollowsTheCupAndShutsDown)
+{
+    qputenv("VY_CUP_SENSOR_SIMULATION_FILE", write("42\n").toUtf8());
+    const Outcome outcome =
+        vyhw({QStringLiteral("start"), QStringLiteral("Lirenta"), QStringLiteral("8"),
+              QStringLiteral("--seconds"), QStringLiteral("0.5")});
+    EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.err);
+    const QStringList inOrder{QStringLiteral("starting Lirenta, subtype 8"),
+                              QStringLiteral("[Hardware modules]----------------------"),
+                              QStringLiteral("PhysicalButtonsModule [ ON  ]"),
+                              QStringLiteral("Created simulated Cup sensor!"),
+                              QStringLiteral("cupPresenceChanged"),
+                              QStringLiteral("stopping"),
+                              QStringLiteral("unloading PhysicalButtons"),
+                              QStringLiteral("unloading HardwareController"),
+                              QStringLiteral("stopped")};
+    int position = 0;
+    for (const QString &part : inOrder) {
+        position = outcome.out.indexOf(part, position);
+        ASSERT_GE(position, 0) << qPrintable(part) << " in\n" << qPrintable(outcome.out);
+    }
+}
+
+TEST_F(VyhwFileTest, StartShutsDownInOrderWhenItIsInterrupted)
+{
+    qputenv("VY_CUP_SENSOR_SIMULATION_FILE", write("80\n").toUtf8());
+    QProcess process;
+    process.start(QStringLiteral(VYHW_PROGRAM),
+                  {QStringLiteral("start"), QStringLiteral("Ostrel")});
+    QByteArray output;
+    while (!output.contains("started") && process.waitForReadyRead(10000))
+        output += process.readAllStandardOutput();
+    process.terminate();
+    ASSERT_TRUE(process.waitForFinished(10000));
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(process.readAllStandardOutput().contains("stopped"));
+}
+
+TEST_F(VyhwFileTest, CupWatchDrawsTheReadingAgainstTheThreshold)
+{
+    const QString path = write("42\n");
+    const Outcome outcome =
+        vyhw({QStringLiteral("cup"), QStringLiteral("watch"), path, QStringLiteral("--sensibility"),
+              QStringLiteral("low"), QStringLiteral("--seconds"), QStringLiteral("0.5")});
+    EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.err);
+    const QStringList lines = outcome.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_FALSE(lines.isEmpty());
+    // 42 mm fill 21 of 50 columns, the threshold of 30 mm stands in column 15: no cup.
+    EXPECT_EQ(lines.constLast().trimmed(), QStringLiteral("[###############|#####") +
+                                               QString(29 - 1, QLatin1Char(' ')) +
+                                               QStringLiteral(" ]    42 mm  no cup  carrier away"));
+}
+
+TEST(VyhwTest, CupWatchWithoutAFileSaysWhatWasExpected)
+{
+    qunsetenv("VY_CUP_SENSOR_SIMULATION_FILE");
+    const Outcome outcome = vyhw({QStringLiteral("cup"), QStringLiteral("watch")});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_TRUE(outcome.err.contains(QStringLiteral("VY_CUP_SENSOR_SIMULATION_FILE")));
+}
+
+TEST_F(VyhwFileTest, BrightnessWritesTheFileWhenForced)
+{
+    qputenv("VY_PATH_MAX_BRIGHTNESS", write("255").toUtf8());
+    const QString brightness = m_folder.filePath(QStringLiteral("brightness"));
+    qputenv("VY_PATH_BRIGHTNESS", brightness.toUtf8());
+    const QStringList arguments{QStringLiteral("brightness"), QStringLiteral("50"),
+                                QStringLiteral("Corvel")};
+    EXPECT_TRUE(vyhw(arguments).out.startsWith(QStringLiteral("Nothing written")));
+    EXPECT_FALSE(QFile::exists(brightness));
+
+    const Outcome forced = vyhw(arguments + QStringList{QStringLiteral("--force")});
+    EXPECT_EQ(forced.exitCode, 0) << qPrintable(forced.err);
+    EXPECT_EQ(forced.out, brightness + QStringLiteral(": 50 %, written as 127\n"));
+}
