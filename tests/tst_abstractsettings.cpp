@@ -84,7 +84,7 @@ void expectOneAssertion(const AssertSpy &asserts, const QString &message)
 void expectOneLine(const LogSpy &log, const QString &text)
 {
     ASSERT_EQ(log.records().size(), 1);
-    const LogRecord record = log.records().first();
+    const LogRecord record = log.records().constFirst();
     EXPECT_EQ(record.level, 0);
     EXPECT_EQ(record.module, Log::Global);
     EXPECT_EQ(record.text.toStdString(), text.toStdString());

@@ -56,7 +56,7 @@ TEST_P(ActuatorBoardSettingsTable, UnknownIdentifierYields255AndLogsOncePerCall)
     for (int call = 1; call <= 3; ++call) {
         EXPECT_EQ(channel(InputsOutputs::WaterPump), 255);
         ASSERT_EQ(log.records().size(), call);
-        const LogRecord record = log.records().last();
+        const LogRecord record = log.records().constLast();
         EXPECT_EQ(record.level, 4);
         EXPECT_EQ(record.module, Log::Hardware);
         EXPECT_EQ(record.text.toStdString(), std::string(GetParam().pUnknownLine) + " 40");

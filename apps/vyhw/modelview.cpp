@@ -161,10 +161,12 @@ QJsonObject modelAsJson(const MachineConfiguration &machine, const HardwareSetti
                                                    : QJsonValue::fromVariant(property.value));
     }
     QJsonArray voltages;
-    for (const HardwareSettings::SupplyVoltage voltage : settings.supportedVoltages())
+    const QList<HardwareSettings::SupplyVoltage> supported = settings.supportedVoltages();
+    for (const HardwareSettings::SupplyVoltage voltage : supported)
         voltages.append(static_cast<int>(voltage));
     QJsonArray doors;
-    for (const hardware::dadd::DeviceModel door : settings.supportedDaddDeviceModels())
+    const QList<hardware::dadd::DeviceModel> models = settings.supportedDaddDeviceModels();
+    for (const hardware::dadd::DeviceModel door : models)
         doors.append(static_cast<int>(door));
     return {{QStringLiteral("model"), QString::fromLatin1(machine.pModel)},
             {QStringLiteral("subtype"), static_cast<int>(machine.subtype)},

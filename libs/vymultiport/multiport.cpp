@@ -2,9 +2,11 @@
 
 #include "logformatter.h"
 
-Multiport::Multiport(const QString &server, int mode, QObject *pParent)
+#include <utility>
+
+Multiport::Multiport(QString server, int mode, QObject *pParent)
     : QObject(pParent)
-    , m_server(server)
+    , m_server(std::move(server))
     , m_mode(mode)
 {
 }

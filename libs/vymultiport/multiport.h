@@ -26,7 +26,7 @@ public:
 
     /// `server` is a host name or an address, with ":port" behind it where the port is not the
     /// server's usual one. Nothing is connected before init().
-    Multiport(const QString &server, int mode, QObject *pParent);
+    Multiport(QString server, int mode, QObject *pParent);
 
     QString server() const { return m_server; }
     int mode() const { return m_mode; }

@@ -121,7 +121,7 @@ void RotatingLogFile::write(const QString &line)
 QString RotatingLogFile::open()
 {
     m_path = SystemPath::path(SystemPath::Logs) + m_fileName;
-    const QString failure = prepare(m_path);
+    QString failure = prepare(m_path);
     if (!failure.isEmpty())
         return failure;
     spdlog::file_event_handlers handlers;
@@ -148,7 +148,7 @@ QString RotatingLogFile::open()
 QString RotatingLogFile::append(const QByteArray &line)
 {
     // spdlog empties a full file that it cannot rename, and sleeps before that: neither is wanted.
-    const QString reason = isFullWith(line.size()) ? reasonAgainstRotating() : QString();
+    QString reason = isFullWith(line.size()) ? reasonAgainstRotating() : QString();
     if (!reason.isEmpty())
         return reason;
     try {

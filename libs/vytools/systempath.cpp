@@ -38,7 +38,7 @@ QString SystemPath::path(Entry entry)
     const PathRow *const pRow = rowOf(entry);
     if (pRow == nullptr)
         return {};
-    const QString standard = QString::fromLatin1(pRow->pDefault);
+    QString standard = QString::fromLatin1(pRow->pDefault);
     QString path = qEnvironmentVariable(pRow->pVariable);
     if (path.isEmpty())
         return standard;

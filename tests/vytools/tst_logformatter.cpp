@@ -366,7 +366,8 @@ TEST(LogFormatterTest, WhatAnObserverLogsIsNotToldToIt)
 
     EXPECT_EQ(told.join(QLatin1Char('|')).toStdString(), "first|second");
     QStringList logged;
-    for (const MessageSpy::Message &message : messages.messages())
+    const auto kept = messages.messages();
+    for (const MessageSpy::Message &message : kept)
         logged << message.text;
     logged.sort();
     EXPECT_EQ(logged.join(QLatin1Char('|')).toStdString(), "first|heard first|heard second|second");
@@ -470,7 +471,8 @@ TEST(LogFormatterTest, LinesOfThreadsArriveWholeAndOneAtATime)
     expectWholeLinesOfEveryThread(told);
 
     QStringList logged;
-    for (const MessageSpy::Message &message : messages.messages())
+    const auto kept = messages.messages();
+    for (const MessageSpy::Message &message : kept)
         logged << message.text;
     expectWholeLinesOfEveryThread(logged);
 }
@@ -523,7 +525,8 @@ TEST(LogFormatterTest, EventFileTellsTheLevelsApart)
         LogFormatter::logEvent(4096, level, QStringLiteral("DADD warning"));
 
     std::set<QString> texts;
-    for (const QString &line : folder.lines(QStringLiteral("events.txt")))
+    const QStringList lines = folder.lines(QStringLiteral("events.txt"));
+    for (const QString &line : lines)
         texts.insert(line.section(QLatin1Char(' '), 1)); // behind the time
     EXPECT_EQ(texts.size(), 5U);
 }
