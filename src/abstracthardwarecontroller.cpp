@@ -6,7 +6,7 @@
 namespace {
 
 constexpr int s_targetPlatform = 2;
-constexpr qint64 s_mostBytes = 4096; ///< chosen here; the kernel's files hold a few digits
+constexpr qint64 s_mostBytes = 1024 * 1024; ///< chosen here; the kernel's files hold a few digits
 
 int platform()
 {

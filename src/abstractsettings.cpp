@@ -13,8 +13,6 @@
 namespace {
 
 constexpr auto s_pUnit = "src/abstractsettings";
-constexpr qint64 s_maximumBytes =
-    256 * 1024 * 1024; ///< chosen here; a settings file has some hundred
 
 /// The path of a key: "a/b/leaf" is {"a", "b"} and "leaf".
 struct KeyPath
@@ -35,8 +33,9 @@ QString open(QFile &file)
 {
     if (!QFileInfo(file).isFile())
         return QStringLiteral("it is not a regular file");
-    if (file.size() > s_maximumBytes)
-        return QStringLiteral("it is larger than %1 bytes").arg(s_maximumBytes);
+    if (file.size() > AbstractSettings::s_maximumFileSize)
+        return QStringLiteral("it is larger than %1 bytes")
+            .arg(AbstractSettings::s_maximumFileSize);
     return file.open(QIODevice::ReadOnly) ? QString() : file.errorString();
 }
 
@@ -44,12 +43,14 @@ QString open(QFile &file)
 QByteArray contentOf(const QString &filePath)
 {
     QFile file(filePath);
-    const QString reason = open(file);
-    if (reason.isEmpty())
-        return file.readAll();
-    LogFormatter(3, Log::Global) << "Settings file" << quoted(filePath)
-                                 << "cannot be read:" << reason;
-    return {};
+    QString reason = open(file);
+    const QByteArray content = file.isOpen() ? file.readAll() : QByteArray();
+    if (reason.isEmpty() && file.error() != QFileDevice::NoError)
+        reason = file.errorString();
+    if (!reason.isEmpty())
+        LogFormatter(3, Log::Global)
+            << "Settings file" << quoted(filePath) << "cannot be read:" << reason;
+    return content;
 }
 
 } // namespace
@@ -77,8 +78,7 @@ void AbstractSettings::setSettings(const QByteArray &data)
         printReleaseAssertMsg(
             QStringLiteral("false"),
             QStringLiteral("JSON settings parsing failed with error '%1', at character %2")
-                .arg(error.errorString())
-                .arg(error.offset),
+                .arg(error.errorString(), QString::number(error.offset)),
             s_pUnit, __LINE__);
         exit(1);
     }

@@ -28,11 +28,15 @@ class VYHARDWARE1_EXPORT AbstractSettings : public QObject
     Q_OBJECT
 
 public:
+    /// A larger settings file counts as one that cannot be read. Chosen here: what the parser
+    /// takes.
+    static constexpr qint64 s_maximumFileSize = 256 * 1024 * 1024;
+
     AbstractSettings();
 
     /// Reads the file whole and loads it with setSettings(). A file that is not there ends the
     /// process with status 1; one that cannot be read counts as empty, which ends it too. Anything
-    /// but a regular file of at most 256 MiB counts as one that cannot be read.
+    /// but a regular file of at most s_maximumFileSize counts as one that cannot be read.
     static void setSettingsFile(const QString &filePath);
 
     /// Replaces the document of the whole process. Text that is not JSON, or whose root is not an

@@ -10,6 +10,7 @@
 
 #include <QMetaEnum>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -348,9 +349,9 @@ void HardwareEnvironment::setMultiport(Multiport *pMultiport)
 {
     if (pMultiport == m_pMultiport)
         return;
-    if (m_pMultiport != nullptr && m_pMultiport->parent() == this)
-        delete m_pMultiport;
-    m_pMultiport = pMultiport;
+    Multiport *const pOld = std::exchange(m_pMultiport, pMultiport);
+    if (pOld != nullptr && pOld->parent() == this)
+        delete pOld;
     Q_EMIT multiportChanged();
 }
 

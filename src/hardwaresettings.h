@@ -17,6 +17,8 @@ class AbstractHardwareController;
 /// machine configuration is a subclass whose constructor changes the protected fields and which
 /// makes the model's controller. User interfaces read the properties by name. No property is read
 /// from the settings file. Lives in the main thread.
+///
+/// The header is long because the properties are one record in a fixed order.
 class VYHARDWARE1_EXPORT HardwareSettings : public AbstractSettings
 {
     Q_OBJECT
@@ -196,11 +198,11 @@ public:
     void setMaxParallelStepPerRecipe(int steps);
 
     /// The settings filed under the current subtype; null, with a failed assertion reported, where
-    /// none are. Belongs to this object.
+    /// none are. Belongs to this object, until others are filed in its place.
     ActuatorBoardSettings *actuatorBoard() const;
 
-    /// Takes the settings over. Settings that the subtype had before are reported as a failed
-    /// assertion and deleted.
+    /// Takes the settings over; one object cannot be filed under two subtypes. Settings that the
+    /// subtype had before are reported as a failed assertion and deleted.
     void addActuatorBoardSettings(MachineModelSubtype subtype, ActuatorBoardSettings *pSettings);
 
     Q_INVOKABLE bool hasTimeDateCtl() const { return m_hasTimeDateCtl; }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr qint64 s_longestLine = 64 * 1024; ///< bytes, chosen here; a longer line counts as several
 constexpr qint64 s_mostBytes =
-    16 * 1024 * 1024; ///< chosen here; the kernel's text has some ten thousand
+    1024 * 1024; ///< chosen here; the kernel's text has some ten thousand
 
 /// Up to the first NUL.
 QString latin1(const QByteArray &bytes)

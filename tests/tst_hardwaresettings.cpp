@@ -10,6 +10,7 @@
 #include <QMetaEnum>
 #include <QMetaMethod>
 #include <QMetaProperty>
+#include <QPointer>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
@@ -936,4 +937,23 @@ TEST(HardwareSettingsTest, NoPropertyIsReadFromTheSettingsFile)
     const PlainSettings settings;
     EXPECT_EQ(settings.property("maxEspressoTemp"), QVariant(1050));
     EXPECT_FALSE(settings.hasRotatedTargetDisplay());
+}
+
+static_assert(std::is_abstract_v<HardwareSettings>, "each machine makes its own controller");
+static_assert(std::is_same_v<std::underlying_type_t<HardwareSettings::SupplyVoltage>, int>);
+static_assert(std::is_same_v<std::underlying_type_t<HardwareSettings::EsTempValueLimits>, int>);
+static_assert(std::is_same_v<std::underlying_type_t<InputsOutputs::InputsOutputsUUID>, int>);
+
+TEST(HardwareSettingsLifeTest, ASlotMayDeleteTheSettingsWhileTheyTellTheirSubtype)
+{
+    auto *const pSettings = new PlainSettings;
+    int fullInstantSignals = 0;
+    QObject::connect(pSettings, &HardwareSettings::isFullInstantChanged, pSettings,
+                     [&fullInstantSignals] { ++fullInstantSignals; });
+    const QPointer<HardwareSettings> pGuard = pSettings;
+    QObject::connect(pSettings, &HardwareSettings::modelSubtypeChanged, pSettings,
+                     [pSettings] { delete pSettings; });
+    pSettings->setModelSubtype(HardwareSettings::LirentaFullInstant);
+    EXPECT_TRUE(pGuard.isNull());
+    EXPECT_EQ(fullInstantSignals, 0);
 }

@@ -19,7 +19,7 @@ public:
 
     QTextStream &out() { return m_out; }
 
-    /// Writes one line "vyhw: <text>" to standard error and sets the exit code.
+    /// Writes "vyhw: <text>" to standard error and sets the exit code.
     void fail(ExitCode code, const QString &text);
     /// Writes the line as it stands to standard error.
     void warn(const QString &line);

@@ -62,12 +62,16 @@ void watch(const Arguments &arguments, Console &console)
     if (!arguments.file.empty())
         qputenv(variable.name(), QByteArray::fromStdString(arguments.file));
     const QString file = variable;
+    if (file.isEmpty()) {
+        console.fail(ExitUsage, QStringLiteral("expected a FILE, in the call or in %1")
+                                    .arg(QString::fromLatin1(variable.name())));
+        return;
+    }
     if (!QFileInfo(file).isFile()) {
-        console.fail(
-            ExitUsage,
-            QStringLiteral("\"%1\" is no file; expected a file whose first line is a distance in "
-                           "mm, in the call or in %2")
-                .arg(file, QString::fromLatin1(variable.name())));
+        console.fail(ExitNo,
+                     QStringLiteral("%1: there is no such file; expected one whose first line is a "
+                                    "distance in mm")
+                         .arg(file));
         return;
     }
     SimulatedCupSensor sensor;
@@ -95,7 +99,7 @@ void addCupCommand(CLI::App &app, Console &console)
         ->transform(CLI::CheckedTransformer(s_sensibilities, CLI::ignore_case));
     pWatch
         ->add_option("--seconds", pArguments->seconds, "End after this time; without it, at Ctrl-C")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(0.1, s_longestRun));
     pWatch->footer("The file is read once a second. Rewrite it in place: echo 42 >FILE. The "
                    "carrier's position\n"
                    "comes from FILE.cc: echo 1 >FILE.cc is home, 0 is away.\n");

@@ -20,6 +20,14 @@ QString bar(const SimulatedCupSensor &sensor)
     return QStringLiteral("[%1] %2 mm").arg(bar).arg(sensor.rawValue(), 5);
 }
 
+QString carrierAsText(AbstractCupSensor &sensor)
+{
+    if (sensor.isCupCarrierPositionHome())
+        return QStringLiteral("carrier home");
+    return sensor.isCupCarrierBlockedByCup() ? QStringLiteral("carrier blocked by cup")
+                                             : QStringLiteral("carrier away");
+}
+
 } // namespace
 
 QString cupPicture(AbstractCupSensor &sensor)
@@ -27,9 +35,5 @@ QString cupPicture(AbstractCupSensor &sensor)
     const auto *const pSimulated = qobject_cast<const SimulatedCupSensor *>(&sensor);
     const QString reading = pSimulated != nullptr ? bar(*pSimulated) : sensor.valueString();
     const QString cup = sensor.isCupPresent() ? QStringLiteral("cup   ") : QStringLiteral("no cup");
-    const QString carrier = sensor.isCupCarrierPositionHome() ? QStringLiteral("carrier home")
-                            : sensor.isCupCarrierBlockedByCup()
-                                ? QStringLiteral("carrier blocked by cup")
-                                : QStringLiteral("carrier away");
-    return QStringLiteral("%1  %2  %3").arg(reading, cup, carrier);
+    return QStringLiteral("%1  %2  %3").arg(reading, cup, carrierAsText(sensor));
 }

@@ -1,6 +1,7 @@
 #include "interruption.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
@@ -18,8 +19,10 @@ int openPipe()
 
 void tellEventLoop(int /*signal*/)
 {
+    const int interruptedError = errno;
     const char byte = 0;
     [[maybe_unused]] const ssize_t written = ::write(g_pipe[1], &byte, 1);
+    errno = interruptedError;
 }
 
 } // namespace
@@ -28,6 +31,8 @@ Interruption::Interruption(QObject *pParent)
     : QObject(pParent)
     , m_notifier(openPipe(), QSocketNotifier::Read)
 {
+    if (g_pipe[0] < 0) // no descriptor left: Ctrl-C ends the process at once, as it always does
+        return;
     connect(&m_notifier, &QSocketNotifier::activated, this, &Interruption::interrupted);
     std::signal(SIGINT, tellEventLoop);
     std::signal(SIGTERM, tellEventLoop);
@@ -35,6 +40,8 @@ Interruption::Interruption(QObject *pParent)
 
 Interruption::~Interruption()
 {
+    if (g_pipe[0] < 0)
+        return;
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
     m_notifier.setEnabled(false);

@@ -97,9 +97,28 @@ void checkSubtype(const SettingsDocument &document, const QString &model, CheckR
                     QStringLiteral("a subtype of %1: %2").arg(model, subtypeNumbers(model)));
 }
 
+void checkShape(const SettingsDocument &document, CheckResult &result)
+{
+    for (const char *pGroup : {"hardware", "machine"}) {
+        const QJsonValue group = document.value(QLatin1String(pGroup));
+        if (!group.isUndefined() && !group.isObject())
+            result.errors += errorAt(document, QLatin1String(pGroup), excerpt(group),
+                                     QStringLiteral("an object"));
+    }
+    const QStringList unreachable = document.unreachableKeys();
+    for (const QString &keyPath : unreachable)
+        result.errors += QStringLiteral("%1: member \"%2\" has a / in its own name, so no key path "
+                                        "finds it; expected an object for each part")
+                             .arg(document.path(), keyPath);
+}
+
 void checkModel(const SettingsDocument &document, CheckResult &result)
 {
     const QJsonValue model = document.value(MachineRegistry::s_modelKey);
+    if (model.isUndefined() && !document.value(MachineRegistry::s_subtypeKey).isUndefined())
+        result.errors +=
+            QStringLiteral("%1: key \"%2\" stands without \"%3\"; expected both")
+                .arg(document.path(), MachineRegistry::s_subtypeKey, MachineRegistry::s_modelKey);
     if (!model.isString())
         return;
     if (MachineRegistry::ofModel(model.toString()).empty())
@@ -133,6 +152,7 @@ void warnOfUnknownKeys(const SettingsDocument &document, CheckResult &result)
 CheckResult checkKeys(const SettingsDocument &document)
 {
     CheckResult result;
+    checkShape(document, result);
     checkTypes(document, result);
     checkModel(document, result);
     warnOfUnknownKeys(document, result);

@@ -46,10 +46,20 @@ std::optional<MachineConfiguration> findByName(const QString &model, int subtype
 
 } // namespace
 
+CLI::Validator notEmpty()
+{
+    return CLI::Validator(
+        [](const std::string &text) {
+            return text.empty() ? std::string("is empty") : std::string();
+        },
+        "");
+}
+
 void addMachineOptions(CLI::App &command, MachineChoice &choice)
 {
     CLI::Option *const pModel =
-        command.add_option("MODEL", choice.model, "As `vyhw machines` lists it, in any case");
+        command.add_option("MODEL", choice.model, "As `vyhw machines` lists it, in any case")
+            ->check(notEmpty());
     command.add_option("SUBTYPE", choice.subtype,
                        "A number; without it, the model without a subtype");
     command
@@ -57,6 +67,7 @@ void addMachineOptions(CLI::App &command, MachineChoice &choice)
                     "The machine that this settings file names (machine/model, machine/subtype);\n"
                     "without it and MODEL, VY_PATH_SETTINGS or /etc/vyhardware/settings.json")
         ->type_name("FILE")
+        ->check(notEmpty())
         ->excludes(pModel);
 }
 

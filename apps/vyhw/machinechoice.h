@@ -4,10 +4,14 @@
 #include "machineregistry.h"
 
 #include <CLI/App.hpp>
+#include <CLI/Validators.hpp>
 #include <optional>
 #include <string>
 
 class Console;
+
+/// For options whose text must not be empty, such as a shell variable that is not set.
+CLI::Validator notEmpty();
 
 /// The machine that a command is about, as the user named it: by MODEL and SUBTYPE, or by a
 /// settings file with machine/model and machine/subtype.

@@ -77,13 +77,23 @@ QString voltagesAsText(const HardwareSettings &settings)
     return texts.join(QStringLiteral(", "));
 }
 
+QString doorAsText(hardware::dadd::DeviceModel door)
+{
+    switch (door) {
+    case hardware::dadd::CableDoor:
+        return QStringLiteral("cable door");
+    case hardware::dadd::GearDoor:
+        return QStringLiteral("gear door");
+    }
+    return QStringLiteral("door %1").arg(static_cast<int>(door));
+}
+
 QString doorsAsText(const HardwareSettings &settings)
 {
     QStringList texts;
     const QList<hardware::dadd::DeviceModel> doors = settings.supportedDaddDeviceModels();
     for (const hardware::dadd::DeviceModel door : doors)
-        texts.append(door == hardware::dadd::CableDoor ? QStringLiteral("cable door")
-                                                       : QStringLiteral("gear door"));
+        texts.append(doorAsText(door));
     return texts.join(QStringLiteral(", "));
 }
 

@@ -8,7 +8,7 @@ class HardwareSettings;
 struct MachineConfiguration;
 
 /// Everything a machine has, for a person: what the display and the supply are, then the properties
-/// by their names, flags in two columns and numbers with their units.
+/// by their names, flags in two columns, then the numbers.
 QString modelAsText(const MachineConfiguration &machine, const HardwareSettings &settings);
 
 /// The same for a program: {"model", "subtype", "subtypeName", "supportedVoltages",

@@ -3,6 +3,7 @@
 #include "abstractsettings.h"
 #include "console.h"
 #include "keytable.h"
+#include "machinechoice.h"
 #include "settingsdocument.h"
 
 #include <CLI/Config.hpp>
@@ -91,7 +92,8 @@ void addFileOption(CLI::App &command, Arguments &arguments)
         .add_option(
             "--settings", arguments.file,
             "The settings file; without it, VY_PATH_SETTINGS or /etc/vyhardware/settings.json")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty());
 }
 
 } // namespace
@@ -117,7 +119,9 @@ void addSettingsCommand(CLI::App &app, Console &console)
 
     CLI::App *const pCheck =
         pSettings->add_subcommand("check", "Say whether a settings file is right, and where not");
-    pCheck->add_option("FILE", pArguments->file, "The settings file")->required();
+    pCheck->add_option("FILE", pArguments->file, "The settings file")
+        ->required()
+        ->check(notEmpty());
     pCheck->footer("A syntax error is told with line and column, a wrong value with its key and "
                    "what was expected.\n"
                    "Ends with 1 when the file is wrong.\n");

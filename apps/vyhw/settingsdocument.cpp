@@ -1,5 +1,6 @@
 #include "settingsdocument.h"
 
+#include "abstractsettings.h"
 #include "systempath.h"
 
 #include <QFile>
@@ -10,7 +11,15 @@
 
 namespace {
 
-constexpr qint64 s_maximumBytes = 256 * 1024 * 1024; // what the library reads
+void collectUnreachable(const QJsonObject &object, const QString &prefix, QStringList &keys)
+{
+    for (auto member = object.constBegin(); member != object.constEnd(); ++member) {
+        if (member.key().contains(QLatin1Char('/')))
+            keys.append(prefix + member.key());
+        collectUnreachable(member.value().toObject(), prefix + member.key() + QLatin1Char('/'),
+                           keys);
+    }
+}
 
 QString position(const QByteArray &text, int offset)
 {
@@ -57,13 +66,15 @@ void SettingsDocument::load()
         m_error = QStringLiteral("%1: there is no such file").arg(m_path);
     else if (!info.isFile())
         m_error = QStringLiteral("%1: not a file; expected a JSON settings file").arg(m_path);
-    else if (info.size() > s_maximumBytes)
+    else if (info.size() > AbstractSettings::s_maximumFileSize)
         m_error =
             QStringLiteral("%1: larger than 256 MiB; expected a JSON settings file").arg(m_path);
     else if (!file.open(QIODevice::ReadOnly))
         m_error = QStringLiteral("%1: %2").arg(m_path, file.errorString());
     else
         m_bytes = file.readAll();
+    if (m_error.isEmpty() && file.error() != QFileDevice::NoError)
+        m_error = QStringLiteral("%1: %2").arg(m_path, file.errorString());
 }
 
 void SettingsDocument::parse()
@@ -88,6 +99,13 @@ Values SettingsDocument::values() const
     Values values;
     collect(m_root, QString(), values);
     return values;
+}
+
+QStringList SettingsDocument::unreachableKeys() const
+{
+    QStringList keys;
+    collectUnreachable(m_root, QString(), keys);
+    return keys;
 }
 
 QJsonValue SettingsDocument::value(const QString &keyPath) const

@@ -6,7 +6,6 @@
 #include <QJsonValue>
 #include <QString>
 #include <QStringList>
-#include <functional>
 #include <utility>
 #include <vector>
 
@@ -20,15 +19,19 @@ public:
 
     QString path() const { return m_path; }
     bool isValid() const { return m_error.isEmpty(); }
-    QString error() const
-    {
-        return m_error;
-    } ///< "FILE:LINE:COLUMN: what is wrong"; empty when valid
+
+    /// "FILE: what is wrong", with ":LINE:COLUMN" behind the file where a place can be given; empty
+    /// when the document is valid.
+    QString error() const { return m_error; }
+
     QByteArray bytes() const { return m_bytes; }
 
-    /// Every value that is no object, with its key path, in the file's alphabetical order. An
-    /// object without members counts as a value.
+    /// Every value that is no object, with its key path, sorted by key. An object without members
+    /// counts as a value.
     std::vector<std::pair<QString, QJsonValue>> values() const;
+
+    /// Key paths of members whose own name contains "/": no lookup finds them.
+    QStringList unreachableKeys() const;
 
     /// The value of a key path; undefined when it is not there.
     QJsonValue value(const QString &keyPath) const;

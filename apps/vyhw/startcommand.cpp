@@ -96,7 +96,7 @@ void start(const Arguments &arguments, Console &console)
     Diary diary(console);
     g_pDiary = &diary;
     const QtMessageHandler pOldHandler = qInstallMessageHandler(writeLogLine);
-    QLoggingCategory::setFilterRules(QStringLiteral("vy.hardware=true"));
+    QLoggingCategory::setFilterRules(QStringLiteral("vy.*.debug=false\nvy.hardware.debug=true"));
     run(*pMachine, arguments.seconds, diary);
     qInstallMessageHandler(pOldHandler);
     g_pDiary = nullptr;
@@ -113,7 +113,7 @@ void addStartCommand(CLI::App &app, Console &console)
     pStart
         ->add_option("--seconds", pArguments->seconds,
                      "Shut down after this time; without it, at Ctrl-C")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(0.1, s_longestRun));
     pStart->footer("The cup sensor is a simulated one: it follows the file that "
                    "VY_CUP_SENSOR_SIMULATION_FILE\n"
                    "names. Indented lines are the library's log, the others are its signals.\n"

@@ -3,6 +3,7 @@
 #include "machinesettings.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -45,17 +46,18 @@ std::vector<MachineConfiguration> MachineRegistry::all()
 std::vector<MachineConfiguration> MachineRegistry::ofModel(const QString &model)
 {
     std::vector<MachineConfiguration> rows;
-    std::copy_if(std::begin(s_rows), std::end(s_rows), std::back_inserter(rows), [&](const auto &row) {
-        return model.compare(QLatin1String(row.pModel), Qt::CaseInsensitive) == 0;
-    });
+    std::copy_if(std::begin(s_rows), std::end(s_rows), std::back_inserter(rows),
+                 [&](const auto &row) {
+                     return model.compare(QLatin1String(row.pModel), Qt::CaseInsensitive) == 0;
+                 });
     return rows;
 }
 
 std::optional<MachineConfiguration> MachineRegistry::find(const QString &model, int subtype)
 {
     const std::vector<MachineConfiguration> rows = ofModel(model);
-    const auto found
-        = std::find_if(rows.begin(), rows.end(), [&](const auto &row) { return row.subtype == subtype; });
+    const auto found = std::find_if(rows.begin(), rows.end(),
+                                    [&](const auto &row) { return row.subtype == subtype; });
     return found == rows.end() ? std::nullopt : std::make_optional(*found);
 }
 

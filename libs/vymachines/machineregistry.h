@@ -2,6 +2,7 @@
 #define MACHINEREGISTRY_H
 
 #include "hardwareenvironment.h"
+#include "settingskeys.h"
 #include "vymachines1_export.h"
 
 #include <QString>
@@ -10,7 +11,8 @@
 #include <vector>
 
 /// One machine that can be built: its model and subtype, and where it differs from the defaults
-/// that all models share. A row holds only what is known of the machine.
+/// that all models share. A row holds only what is known of the machine. What the environment
+/// changes in the settings when it is told a subtype stands here too, for settings without one.
 struct MachineConfiguration
 {
     const char *pModel; ///< the model's name

@@ -35,11 +35,12 @@ void LogFormatter::removeObserver(int number)
 
 void LogFormatter::logEvent(int moduleNumber, int level, const QString &text)
 {
-    static auto *const pFile = new RotatingLogFile(QStringLiteral("events.txt"), {1.0, 3, false});
+    static auto *const pFile = new std::shared_ptr<RotatingLogFile>(
+        RotatingLogFile::shared(QStringLiteral("events.txt"), {1.0, 3, false}));
     const QString line =
         QStringLiteral("[0x%1] %2").arg(moduleNumber, 4, 16, QLatin1Char('0')).arg(text);
     LogFormatter(level, Log::Event) << line;
-    pFile->write(QStringLiteral("level %1 %2").arg(level).arg(line));
+    (*pFile)->write(QStringLiteral("level %1 %2").arg(level).arg(line));
 }
 
 LogLine::LogLine(int level, LogModule module, const char *pFile, int sourceLine,

@@ -7,7 +7,15 @@
 #include <atomic>
 
 /// The subject of a log line. Log:: holds the names that logging code uses.
-enum class LogModule : int { Global, CanBus, Hardware, InputOutput, Machine, Payment, Event };
+enum class LogModule : int {
+    Global = 0,
+    CanBus = 1,
+    Hardware = 2,
+    InputOutput = 3,
+    Machine = 4,
+    Payment = 5,
+    Event = 6,
+};
 
 namespace Log {
 inline constexpr LogModule Global = LogModule::Global;           ///< "vy.global"

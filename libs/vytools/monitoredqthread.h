@@ -42,7 +42,7 @@ protected:
 private:
     const bool m_isTickingAutomatically;
     bool m_isStallTold = false;
-    QTimer m_watchTimer;
+    QTimer m_watchTimer{this};
     std::atomic<bool> m_isTickable = false; ///< while the thread runs
     std::atomic<std::chrono::steady_clock::time_point> m_lastTick{};
 };

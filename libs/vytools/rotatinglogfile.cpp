@@ -4,6 +4,7 @@
 #include "systempath.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <spdlog/pattern_formatter.h>
@@ -81,6 +82,7 @@ RotatingLogFile::RotatingLogFile(QString fileName,
                                  const RotatingLogFileConfiguration &configuration)
     : m_fileName(std::move(fileName))
     , m_configuration(configuration)
+    , m_isRotationDue(configuration.isRotatedWhenOpen)
 {
 }
 
@@ -136,7 +138,7 @@ QString RotatingLogFile::open()
             QFile::encodeName(m_path).toStdString(),
             static_cast<size_t>(maximumSize(m_configuration)),
             static_cast<size_t>(qMax(0, m_configuration.olderFiles)),
-            m_configuration.isRotatedWhenOpen && reasonAgainstRotating().isEmpty(), handlers);
+            std::exchange(m_isRotationDue, false) && reasonAgainstRotating().isEmpty(), handlers);
     } catch (const std::exception &error) {
         return QString::fromUtf8(error.what());
     }

@@ -43,10 +43,12 @@ private:
     const RotatingLogFileConfiguration m_configuration;
     std::mutex m_mutex;
     QString m_path; ///< of the open file
+    std::FILE *m_pStream =
+        nullptr; ///< the sink's, which clears it when it closes; null without sink
     std::unique_ptr<spdlog::sinks::sink> m_pSink;
-    std::FILE *m_pStream = nullptr; ///< the sink's; null while it has none
-    bool m_wasDeleted = false;      ///< somebody deleted the file, and no new one is there yet
-    qint64 m_linesLost = 0;         ///< in this episode; 0 while all is well
+    bool m_isRotationDue;      ///< at the first opening only, not after each failure
+    bool m_wasDeleted = false; ///< somebody deleted the file, and no new one is there yet
+    qint64 m_linesLost = 0;    ///< in this episode; 0 while all is well
 };
 
 #endif // ROTATINGLOGFILE_P_H

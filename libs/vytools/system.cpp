@@ -34,8 +34,9 @@ bool System::syncFile(QFile &file)
         return false;
     }
     if (!syncHandle(file.handle())) {
+        const int error = errno; // logging may change it
         LogFormatter(4, Log::Global)
-            << Q_FUNC_INFO << "Could not sync" << quoted(file.fileName()) << qt_error_string(errno);
+            << Q_FUNC_INFO << "Could not sync" << quoted(file.fileName()) << qt_error_string(error);
         return false;
     }
     return true;

@@ -11,7 +11,7 @@ constexpr auto s_pUnit = "src/Corvel/hardwarecontrollercorvel";
 
 int HardwareControllerCorvel::calculateFinalBrightness(int percent) const
 {
-    const int finalValue = percent * maxBrightness() / 100;
+    const int finalValue = static_cast<int>(percent * qint64(maxBrightness()) / 100);
     if (finalValue < 0)
         printAssertMsg(QStringLiteral("finalValue >= 0"),
                        QStringLiteral("Final value must be larger than 0"), s_pUnit, __LINE__);

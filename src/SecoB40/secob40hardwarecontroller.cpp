@@ -11,7 +11,8 @@ constexpr int s_highestRegister = 63; ///< the board's
 
 int SecoHardwareController::calculateFinalBrightness(int percent) const
 {
-    const int finalValue = (100 - percent) * (maxBrightness() - 1) / 100;
+    const qint64 scaled = (100 - percent) * (qint64(maxBrightness()) - 1) / 100;
+    const int finalValue = static_cast<int>(scaled);
     if (finalValue < 0)
         printAssertMsg(QStringLiteral("finalValue >= 0"),
                        QStringLiteral("Final value must be larger than 0"), s_pUnit, __LINE__);

@@ -59,7 +59,9 @@ void InputEventButtonsReader::readRecords()
         m_isLossTold = false;
     } else if (count == 0) {
         loseDevice(QStringLiteral("end of file"));
-    } else if (errno != EAGAIN && errno != EINTR) {
+    } else if (errno == EAGAIN) {
+        m_isLossTold = false; // it is there, and nothing is pressed
+    } else if (errno != EINTR) {
         loseDevice(qt_error_string(errno));
     }
 }

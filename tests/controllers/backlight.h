@@ -3,6 +3,7 @@
 
 #include "hardwareenvironment.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -38,7 +39,10 @@ public:
     }
 
 private:
-    QTemporaryDir m_folder;
+    // In memory, as the kernel's own files are: the tests write them some thousand times.
+    QTemporaryDir m_folder{QFile::exists(QStringLiteral("/dev/shm"))
+                               ? QStringLiteral("/dev/shm/backlight-XXXXXX")
+                               : QDir::temp().filePath(QStringLiteral("backlight-XXXXXX"))};
 };
 
 /// The process has an environment with this platform value while this lives.

@@ -1,6 +1,7 @@
 #include "abstracthardwarecontroller.h"
 
 #include "controllers/backlight.h"
+#include "controllers/oneline.h"
 #include "support/assertspy.h"
 #include "support/casename.h"
 #include "support/logspy.h"
@@ -59,16 +60,6 @@ namespace {
 
 const QString s_setBrightness =
     QStringLiteral("bool AbstractHardwareController::setBrightness(int)");
-
-/// One line, of the input/output module, and nothing else.
-void expectOneLine(const LogSpy &log, int level, const QString &text)
-{
-    ASSERT_EQ(log.records().size(), 1) << log.texts().join(QLatin1Char('\n')).toStdString();
-    const LogRecord record = log.records().constFirst();
-    EXPECT_EQ(record.level, level);
-    EXPECT_EQ(record.module, Log::InputOutput);
-    EXPECT_EQ(record.text.toStdString(), text.toStdString());
-}
 
 /// Where the operation stands among the virtual ones: a pointer to it says so in its first word.
 template <typename Operation>

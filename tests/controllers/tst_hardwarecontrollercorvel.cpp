@@ -106,7 +106,7 @@ TEST(HardwareControllerCorvelTest, LargestMaximumDoesNotOverflow)
     const AssertSpy asserts;
     for (int percent = 0; percent <= 100; ++percent) {
         const std::int64_t expected = std::int64_t{percent} * s_largest / 100;
-        EXPECT_EQ(controller.calculateFinalBrightness(percent), expected) << percent;
+        ASSERT_EQ(controller.calculateFinalBrightness(percent), expected) << percent;
     }
     EXPECT_TRUE(asserts.records().isEmpty());
 }

@@ -1,6 +1,7 @@
 #include "abstracthardwarecontroller.h"
 
 #include "controllers/backlight.h"
+#include "controllers/oneline.h"
 #include "support/casename.h"
 #include "support/logspy.h"
 
@@ -11,16 +12,6 @@
 #include <sys/resource.h>
 
 namespace {
-
-/// One line, of the input/output module, and nothing else.
-void expectOneLine(const LogSpy &log, int level, const QString &text)
-{
-    ASSERT_EQ(log.records().size(), 1) << log.texts().join(QLatin1Char('\n')).toStdString();
-    const LogRecord record = log.records().constFirst();
-    EXPECT_EQ(record.level, level);
-    EXPECT_EQ(record.module, Log::InputOutput);
-    EXPECT_EQ(record.text.toStdString(), text.toStdString());
-}
 
 /// Files of the process can have no more than this until the end of the scope: a write beyond it
 /// is refused.
@@ -83,6 +74,7 @@ const ContentCase s_contentCases[] = {
      42},
     {"Largest", "2147483647", std::numeric_limits<int>::max()},
     {"Smallest", "-2147483648", std::numeric_limits<int>::min()},
+    {"AcrossTheEndOfAPage", QByteArray(4095, ' ') + "42", 42},
     {"LongRowOfBlanks", QByteArray(100000, ' ') + "42", 42},
 };
 INSTANTIATE_TEST_SUITE_P(Rows, ReadIntFromFile, ::testing::ValuesIn(s_contentCases), caseName);

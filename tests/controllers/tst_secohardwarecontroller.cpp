@@ -109,7 +109,7 @@ TEST(SecoHardwareControllerTest, LargestMaximumDoesNotOverflow)
     const SecoHardwareController controller(backlight.maximumFile(), backlight.file(), nullptr);
     for (int percent = 0; percent <= 100; ++percent) {
         const std::int64_t expected = std::int64_t{100 - percent} * (s_largest - 1) / 100;
-        EXPECT_EQ(controller.calculateFinalBrightness(percent), expected) << percent;
+        ASSERT_EQ(controller.calculateFinalBrightness(percent), expected) << percent;
     }
 }
 

@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QMetaEnum>
 #include <QMetaMethod>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <atomic>
@@ -15,6 +16,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
+#include <memory>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -112,16 +114,14 @@ TEST(AbstractCupSensorInterface, TypesAreRegisteredWithTheirNumbers)
 
 TEST(AbstractCupSensorInterface, SensibilitiesAreRegisteredWithTheirNumbers)
 {
-    EXPECT_EQ(
-        keysOf<AbstractCupSensor::CupSensorSensibility>(),
-        (Keys{{"SensibilityHigh", 0}, {"SensibilityMedium", 1}, {"SensibilityLow", 2}}));
+    EXPECT_EQ(keysOf<AbstractCupSensor::CupSensorSensibility>(),
+              (Keys{{"SensibilityHigh", 0}, {"SensibilityMedium", 1}, {"SensibilityLow", 2}}));
 }
 
 TEST(AbstractCupSensorInterface, SignalsAreInTheirOrder)
 {
     EXPECT_EQ(methodsOf(QMetaMethod::Signal, false),
-              (std::vector<std::string>{"void cupPresenceChanged()",
-                                        "void rawValueChanged(ushort)",
+              (std::vector<std::string>{"void cupPresenceChanged()", "void rawValueChanged(ushort)",
                                         "void isCupCarrierPositionHomeChanged()",
                                         "void isCupCarrierBlockedByCupChanged()"}));
 }
@@ -131,12 +131,12 @@ TEST(AbstractCupSensorInterface, InvokablesAreInTheirOrder)
     EXPECT_EQ(methodsOf(QMetaMethod::Method, true),
               (std::vector<std::string>{
                   "AbstractCupSensor::CupSensorType cupSensorType() []",
-                  "quint16 rawValue() []",
+                  "ushort rawValue() []",
                   "bool isCupPresent() []",
                   "QString channelName() []",
                   "QString valueString() []",
                   "QString rawValueString() []",
-                  "void onRawValueChangedFromProtocol(quint16) [rawValues]",
+                  "void onRawValueChangedFromProtocol(ushort) [rawValues]",
                   "bool isCupCarrierPositionHome() []",
                   "bool isCupCarrierBlockedByCup() []",
                   "void onIsCupCarrierPositionHomeChangedFromProtocol(bool) [isHome]",
@@ -162,8 +162,6 @@ TEST(AbstractCupSensorInterface, VirtualOperationsFollowThoseOfLogInFileInTheirO
 TEST(AbstractCupSensorInterface, FourOperationsArePure)
 {
     static_assert(std::is_abstract_v<AbstractCupSensor>);
-    static_assert(!std::is_abstract_v<FakeCupSensor>);
-    /// Overrides what FakeCupSensor does but the two that have a base.
     class Least : public AbstractCupSensor
     {
     public:
@@ -253,7 +251,7 @@ const TypeCase s_typeCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Rows, AbstractCupSensorTypes, ::testing::ValuesIn(s_typeCases), caseName);
 
-TEST(AbstractCupSensorTest, ParentOwnsIt)
+TEST(AbstractCupSensorInterface, ParentOwnsIt)
 {
     auto pParent = std::make_unique<QObject>();
     const QPointer<FakeCupSensor> pSensor = new FakeCupSensor(false);
@@ -376,7 +374,11 @@ TEST(AbstractCupSensorDeathTest, FirstReadingIsToldEvenWhenNoCupIsPresent)
 class AbstractCupSensorTest : public ::testing::Test
 {
 protected:
-    AbstractCupSensorTest() { spendFirstReadingOfTheProcess(); }
+    AbstractCupSensorTest()
+    {
+        spendFirstReadingOfTheProcess();
+        m_log.clear();
+    }
 
     LogFolder m_folder;
     LogSpy m_log;
@@ -467,6 +469,17 @@ TEST_F(AbstractCupSensorTest, ChangeIsStoredAndLoggedBeforeItIsSignalledAndWritt
     EXPECT_EQ(m_folder.lines(fileName()).size(), 1);
 }
 
+TEST_F(AbstractCupSensorTest, SlotMayDeleteTheSensor)
+{
+    QPointer<FakeCupSensor> pSensor = new FakeCupSensor(false);
+    pSensor->setLogInFile(true);
+    QObject::connect(pSensor.data(), &AbstractCupSensor::cupPresenceChanged,
+                     [&pSensor] { delete pSensor.data(); });
+    pSensor->onRawValueChangedFromProtocol(412);
+    EXPECT_TRUE(pSensor.isNull());
+    EXPECT_TRUE(m_folder.names().isEmpty());
+}
+
 TEST_F(AbstractCupSensorTest, ValueFileIsNotWrittenWhileItsSwitchIsOff)
 {
     FakeCupSensor sensor(false);
@@ -493,7 +506,9 @@ TEST_F(AbstractCupSensorTest, ValueFileHoldsTwoAndAHalfMebibytesAndHasOneOlderFi
         QFile::remove(path);
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_TRUE(file.resize(limit - line));
+        ASSERT_TRUE(file.resize(limit - line - 1));
+        ASSERT_TRUE(file.seek(limit - line - 1));
+        file.write("\n");
         file.close();
 
         FakeCupSensor sensor(false); // opens what is there, and goes on in it

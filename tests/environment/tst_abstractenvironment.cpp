@@ -188,11 +188,10 @@ constexpr VersionCase s_versionCases[] = {
     {"Zero", 0, 0, 0, "0.0.0", "0.0.0 Release"},
     {"NoPadding", 10, 0, 2024, "10.0.2024", "10.0.2024 Release"},
     {"Negative", -1, 0, -12, "-1.0.-12", "-1.0.-12 Release"},
-    {"Largest", std::numeric_limits<int>::max(), 1, 0, "2147483647.1.0",
-     "2147483647.1.0 Release"},
+    {"Largest", std::numeric_limits<int>::max(), 1, 0, "2147483647.1.0", "2147483647.1.0 Release"},
 };
-INSTANTIATE_TEST_SUITE_P(Versions, AbstractEnvironmentVersions,
-                         ::testing::ValuesIn(s_versionCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Versions, AbstractEnvironmentVersions, ::testing::ValuesIn(s_versionCases),
+                         caseName);
 
 TEST(AbstractEnvironmentTest, HashesAreKeptApart)
 {

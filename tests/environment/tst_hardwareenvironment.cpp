@@ -9,6 +9,7 @@
 #include <QMetaProperty>
 #include <QPointer>
 #include <QSignalSpy>
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <utility>
@@ -20,9 +21,12 @@ using Subtype = HardwareSettings::MachineModelSubtype;
 namespace {
 
 constexpr Model s_models[] = {
-    HardwareEnvironment::Ostrel,     HardwareEnvironment::Duvana,
-    HardwareEnvironment::Lirenta,    HardwareEnvironment::MarboTouch,
-    HardwareEnvironment::MarboCapacitiveKeys, HardwareEnvironment::Corvel,
+    HardwareEnvironment::Ostrel,
+    HardwareEnvironment::Duvana,
+    HardwareEnvironment::Lirenta,
+    HardwareEnvironment::MarboTouch,
+    HardwareEnvironment::MarboCapacitiveKeys,
+    HardwareEnvironment::Corvel,
     HardwareEnvironment::NewQuindo,
 };
 constexpr int s_firstSubtype = -1;
@@ -163,10 +167,17 @@ TEST(HardwareEnvironmentMeta, HasOneSlot)
 TEST(HardwareEnvironmentMeta, ModelQueriesStandInTheirOrder)
 {
     const std::vector<std::string> expected = {
-        "isLirenta()",         "isLirentaRasmo()",       "isLirentaPlus()",
-        "isLirenta_Plus500()", "isLirentaFullInstant()", "isLirentaStd()",
-        "isCorvelRasmo()",     "isNewQuindo()",          "isNewQuindoRasmo()",
-        "isNewQuindoStd()",    "isCorvel()",
+        "isLirenta()",
+        "isLirentaRasmo()",
+        "isLirentaPlus()",
+        "isLirenta_Plus500()",
+        "isLirentaFullInstant()",
+        "isLirentaStd()",
+        "isCorvelRasmo()",
+        "isNewQuindo()",
+        "isNewQuindoRasmo()",
+        "isNewQuindoStd()",
+        "isCorvel()",
     };
     EXPECT_EQ(ownMethods(QMetaMethod::Method), expected);
     for (const std::string &signature : expected)
@@ -403,4 +414,14 @@ TEST(HardwareEnvironmentTest, SubtypeGoesThroughTheSettingsSetter)
     environment.setModelSubtype(HardwareSettings::LirentaPlus);
     EXPECT_EQ(changed.count(), 2);
     EXPECT_EQ(fullInstant.count(), 2);
+}
+
+TEST(HardwareEnvironmentTest, SubtypeThatTheSettingsHaveAlreadyChangesThemToo)
+{
+    TestSettings settings;
+    settings.setModelSubtype(HardwareSettings::LirentaCustomerEdition);
+    HardwareEnvironment environment(HardwareEnvironment::Lirenta, &settings);
+    EXPECT_TRUE(settings.property("hasJugSupport").toBool());
+    environment.setModelSubtype(HardwareSettings::LirentaCustomerEdition);
+    EXPECT_FALSE(settings.property("hasJugSupport").toBool());
 }

@@ -8,7 +8,7 @@
 /// this condition, message and unit, all three to the letter.
 #define EXPECT_FATAL_ASSERTION(statement, condition, message, unit)                                \
     EXPECT_EXIT(statement, ::testing::ExitedWithCode(1),                                           \
-                ::testing::HasSubstr("Release assertion failed: " message " [" condition "] in "   \
-                                     unit ", line "))
+                ::testing::HasSubstr("Release assertion failed: " message " [" condition           \
+                                     "] in " unit ", line "))
 
 #endif // EXITTEST_H

@@ -4,7 +4,8 @@
 
 namespace {
 
-template <typename Filter> int countIf(const QList<LogRecord> &records, Filter filter)
+template <typename Filter>
+int countIf(const QList<LogRecord> &records, Filter filter)
 {
     return static_cast<int>(std::count_if(records.cbegin(), records.cend(), filter));
 }

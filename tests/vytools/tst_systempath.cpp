@@ -20,10 +20,15 @@ struct PathCase
 const PathCase s_pathCases[] = {
     {"GpioBase", SystemPath::GpioBase, "VY_PATH_GPIO", true, "/sys/class/gpio/"},
     {"SystemKeyVersions", SystemPath::SystemKeyVersions, "VY_PATH_SYSTEM_KEY_VERSIONS", false,
-     nullptr},
+     "/etc/vyhardware/systemkey-versions"},
     {"CpuInfo", SystemPath::CpuInfo, "VY_PATH_CPUINFO", false, "/proc/cpuinfo"},
-    {"Logs", SystemPath::Logs, "VY_PATH_LOGS", true, nullptr},
-    {"Settings", SystemPath::Settings, "VY_PATH_SETTINGS", false, nullptr},
+    {"Logs", SystemPath::Logs, "VY_PATH_LOGS", true, "/var/log/vyhardware/"},
+    {"Settings", SystemPath::Settings, "VY_PATH_SETTINGS", false, "/etc/vyhardware/settings.json"},
+    {"MaxBrightness", SystemPath::MaxBrightness, "VY_PATH_MAX_BRIGHTNESS", false,
+     "/sys/class/backlight/backlight/max_brightness"},
+    {"Brightness", SystemPath::Brightness, "VY_PATH_BRIGHTNESS", false,
+     "/sys/class/backlight/backlight/brightness"},
+    {"Buttons", SystemPath::Buttons, "VY_PATH_BUTTONS", false, "/dev/input/event0"},
 };
 
 class SystemPathTable : public ::testing::TestWithParam<PathCase>
