@@ -4,6 +4,7 @@
 #include "cuppicture.h"
 #include "cupsensor/simulatedcupsensor.h"
 #include "envvars.h"
+#include "interruption.h"
 #include "runfor.h"
 
 #include <CLI/Config.hpp>
@@ -20,7 +21,7 @@ namespace {
 struct Arguments
 {
     std::string file;
-    AbstractCupSensor::CupSensorSensibility sensibility = AbstractCupSensor::SensibilityHigh;
+    std::string sensibility = "high";
     double seconds = 0;
 };
 
@@ -47,9 +48,9 @@ void follow(SimulatedCupSensor &sensor, double seconds, Console &console)
                      Qt::QueuedConnection);
     QObject::connect(&sensor, &AbstractCupSensor::isCupCarrierPositionHomeChanged, &sensor, draw,
                      Qt::QueuedConnection);
-    draw();
+    const Interruption interruption;
     sensor.startMeasureLoop();
-    runFor(seconds);
+    runFor(seconds, interruption);
     sensor.stopMeasureLoop();
     if (isTerminal)
         console.out() << '\n';
@@ -75,7 +76,7 @@ void watch(const Arguments &arguments, Console &console)
         return;
     }
     SimulatedCupSensor sensor;
-    sensor.setSensibility(arguments.sensibility);
+    sensor.setSensibility(s_sensibilities.at(arguments.sensibility));
     if (sensor.isPollingSensor())
         follow(sensor, arguments.seconds, console);
     else
@@ -96,10 +97,10 @@ void addCupCommand(CLI::App &app, Console &console)
     pWatch->add_option("FILE", pArguments->file,
                        "The simulation file; without it, VY_CUP_SENSOR_SIMULATION_FILE");
     pWatch->add_option("--sensibility", pArguments->sensibility, "high (at first), medium or low")
-        ->transform(CLI::CheckedTransformer(s_sensibilities, CLI::ignore_case));
+        ->check(CLI::IsMember({"high", "medium", "low"}));
     pWatch
         ->add_option("--seconds", pArguments->seconds, "End after this time; without it, at Ctrl-C")
-        ->check(CLI::Range(0.1, s_longestRun));
+        ->check(runTime());
     pWatch->footer("The file is read once a second. Rewrite it in place: echo 42 >FILE. The "
                    "carrier's position\n"
                    "comes from FILE.cc: echo 1 >FILE.cc is home, 0 is away.\n");

@@ -36,19 +36,20 @@ QJsonObject modulesOf(const HardwareEnvironment &environment)
 QJsonObject infoOf(const Machine &machine)
 {
     const HardwareEnvironment &environment = machine.environment();
-    return {
-        {QStringLiteral("model"), environment.modelName()},
-        {QStringLiteral("subtype"), static_cast<int>(environment.modelSubtype())},
-        {QStringLiteral("databaseModel"), environment.databaseModelName()},
-        {QStringLiteral("modules"), modulesOf(environment)},
-        {QStringLiteral("library"), environment.applicationVersionString()},
-        {QStringLiteral("qt"), QString::fromLatin1(qVersion())},
-        {QStringLiteral("platform"), environment.platform()},
-        {QStringLiteral("operatingSystem"), HardwareEnvironment::getOperatingSystemVariable()},
-        {QStringLiteral("systemKeyFamily"), HardwareEnvironment::systemKeyFamily()},
-        {QStringLiteral("systemKeyVersion"), HardwareEnvironment::systemKeyVersion().toString()},
-        {QStringLiteral("hasCpuInfoUpdated"), environment.hasCpuInfoUpdated()},
-        {QStringLiteral("revision"), HardwareEnvironment::revisionString()}};
+    const VersionNumber systemKey = HardwareEnvironment::systemKeyVersion();
+    const bool isUpdated = systemKey.size() > 0 && environment.hasCpuInfoUpdated();
+    return {{QStringLiteral("model"), environment.modelName()},
+            {QStringLiteral("subtype"), static_cast<int>(environment.modelSubtype())},
+            {QStringLiteral("databaseModel"), environment.databaseModelName()},
+            {QStringLiteral("modules"), modulesOf(environment)},
+            {QStringLiteral("library"), environment.applicationVersionString()},
+            {QStringLiteral("qt"), QString::fromLatin1(qVersion())},
+            {QStringLiteral("platform"), environment.platform()},
+            {QStringLiteral("operatingSystem"), HardwareEnvironment::getOperatingSystemVariable()},
+            {QStringLiteral("systemKeyFamily"), HardwareEnvironment::systemKeyFamily()},
+            {QStringLiteral("systemKeyVersion"), systemKey.toString()},
+            {QStringLiteral("hasCpuInfoUpdated"), isUpdated},
+            {QStringLiteral("revision"), HardwareEnvironment::revisionString()}};
 }
 
 QString orUnknown(const QJsonValue &value)

@@ -97,6 +97,13 @@ void checkSubtype(const SettingsDocument &document, const QString &model, CheckR
                     QStringLiteral("a subtype of %1: %2").arg(model, subtypeNumbers(model)));
 }
 
+/// Other groups are the application's own.
+bool isInOurGroups(const QString &keyPath)
+{
+    return keyPath.startsWith(QLatin1String("hardware/"), Qt::CaseInsensitive) ||
+           keyPath.startsWith(QLatin1String("machine/"), Qt::CaseInsensitive);
+}
+
 void checkShape(const SettingsDocument &document, CheckResult &result)
 {
     for (const char *pGroup : {"hardware", "machine"}) {
@@ -106,10 +113,13 @@ void checkShape(const SettingsDocument &document, CheckResult &result)
                                      QStringLiteral("an object"));
     }
     const QStringList unreachable = document.unreachableKeys();
-    for (const QString &keyPath : unreachable)
-        result.errors += QStringLiteral("%1: member \"%2\" has a / in its own name, so no key path "
-                                        "finds it; expected an object for each part")
-                             .arg(document.path(), keyPath);
+    for (const QString &keyPath : unreachable) {
+        if (isInOurGroups(keyPath))
+            result.errors +=
+                QStringLiteral("%1: member \"%2\" has a / in its own name, so no key path finds "
+                               "it; expected an object for each part")
+                    .arg(document.path(), keyPath);
+    }
 }
 
 void checkModel(const SettingsDocument &document, CheckResult &result)
@@ -128,11 +138,13 @@ void checkModel(const SettingsDocument &document, CheckResult &result)
         checkSubtype(document, model.toString(), result);
 }
 
-/// Other groups are the application's own.
-bool isInOurGroups(const QString &keyPath)
+void warnOfMissingMachine(const SettingsDocument &document, CheckResult &result)
 {
-    return keyPath.startsWith(QLatin1String("hardware/")) ||
-           keyPath.startsWith(QLatin1String("machine/"));
+    if (document.value(MachineRegistry::s_modelKey).isUndefined())
+        result.warnings +=
+            QStringLiteral("%1: there is no key \"%2\", so the tools cannot tell which "
+                           "machine this is")
+                .arg(document.path(), MachineRegistry::s_modelKey);
 }
 
 void warnOfUnknownKeys(const SettingsDocument &document, CheckResult &result)
@@ -155,6 +167,7 @@ CheckResult checkKeys(const SettingsDocument &document)
     checkShape(document, result);
     checkTypes(document, result);
     checkModel(document, result);
+    warnOfMissingMachine(document, result);
     warnOfUnknownKeys(document, result);
     return result;
 }

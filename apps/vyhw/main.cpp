@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 #include <QLoggingCategory>
 #include <QTextCodec>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -74,7 +75,11 @@ int main(int argc, char **argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+        const bool isHelp = app.exit(error) == 0;
+        std::cout.flush();
+        if (!std::cout.good())
+            console.fail(ExitNo, QStringLiteral("standard output could not be written"));
+        return isHelp ? console.finish() : ExitUsage;
     }
     return console.finish();
 }

@@ -3,14 +3,28 @@
 #include "interruption.h"
 
 #include <QEventLoop>
+#include <QString>
 #include <QTimer>
+#include <string>
 
-void runFor(double seconds)
+CLI::Validator runTime()
+{
+    const auto check = [](const std::string &text) {
+        bool isNumber = false;
+        const double seconds = QString::fromStdString(text).toDouble(&isNumber);
+        const bool isRight = isNumber && seconds > 0 && seconds <= 1e6; // not for "nan"
+        return isRight ? std::string()
+                       : text + " is no time; expected seconds, more than 0 and at most 1000000";
+    };
+    return CLI::Validator(check, "");
+}
+
+void runFor(double seconds, const Interruption &interruption)
 {
     QEventLoop loop;
-    Interruption interruption;
     QObject::connect(&interruption, &Interruption::interrupted, &loop, &QEventLoop::quit);
     if (seconds > 0)
-        QTimer::singleShot(static_cast<int>(seconds * 1000), &loop, &QEventLoop::quit);
+        QTimer::singleShot(static_cast<int>(seconds * 1000), Qt::PreciseTimer, &loop,
+                           &QEventLoop::quit);
     loop.exec();
 }

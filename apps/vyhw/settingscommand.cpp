@@ -3,6 +3,7 @@
 #include "abstractsettings.h"
 #include "console.h"
 #include "keytable.h"
+#include "logformatter.h"
 #include "machinechoice.h"
 #include "settingsdocument.h"
 
@@ -31,9 +32,10 @@ QString neighbours(const SettingsDocument &document, const QString &keyPath)
     QStringList all;
     QStringList beside;
     for (const auto &entry : document.values()) {
-        all.append(entry.first);
+        const QString key = quoted(entry.first);
+        all.append(key);
         if (groupOf(entry.first) == groupOf(keyPath))
-            beside.append(entry.first);
+            beside.append(key);
     }
     constexpr int s_enough = 20;
     const QStringList keys = beside.isEmpty() ? all : beside;
@@ -58,7 +60,7 @@ void get(const SettingsDocument &document, const Arguments &arguments, Console &
 void list(const SettingsDocument &document, const Arguments & /*arguments*/, Console &console)
 {
     for (const auto &entry : document.values())
-        console.out() << entry.first << " = " << toJsonText(entry.second) << '\n';
+        console.out() << printable(entry.first) << " = " << toJsonText(entry.second) << '\n';
 }
 
 void check(const SettingsDocument &document, const Arguments & /*arguments*/, Console &console)

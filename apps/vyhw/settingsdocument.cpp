@@ -11,6 +11,14 @@
 
 namespace {
 
+/// Whether the whole text is one value, which the parser takes inside an array only.
+bool isScalar(const QByteArray &text)
+{
+    QJsonParseError error;
+    QJsonDocument::fromJson('[' + text + ']', &error);
+    return error.error == QJsonParseError::NoError;
+}
+
 void collectUnreachable(const QJsonObject &object, const QString &prefix, QStringList &keys)
 {
     for (auto member = object.constBegin(); member != object.constEnd(); ++member) {
@@ -52,7 +60,7 @@ SettingsDocument SettingsDocument::read(const QString &fileName)
     document.load();
     if (document.isValid())
         document.parse();
-    if (!document.isValid() && fileName.isEmpty())
+    if (!QFileInfo::exists(document.m_path) && fileName.isEmpty())
         document.m_error += QStringLiteral("\nName a settings file with --settings FILE or in %1.")
                                 .arg(SystemPath::variable(SystemPath::Settings));
     return document;
@@ -84,6 +92,9 @@ void SettingsDocument::parse()
     m_root = document.object();
     if (m_bytes.trimmed().isEmpty())
         m_error = QStringLiteral("%1: the file is empty; expected a JSON object").arg(m_path);
+    else if (error.error == QJsonParseError::IllegalValue && isScalar(m_bytes))
+        m_error =
+            QStringLiteral("%1:1:1: the root is a single value; expected an object").arg(m_path);
     else if (error.error != QJsonParseError::NoError)
         m_error = QStringLiteral("%1:%2: %3")
                       .arg(m_path, position(m_bytes, error.offset), error.errorString());
@@ -115,6 +126,16 @@ QJsonValue SettingsDocument::value(const QString &keyPath) const
     for (const QString &name : names)
         value = value.toObject().value(name);
     return value;
+}
+
+QString printable(const QString &text)
+{
+    QString result;
+    for (const QChar letter : text)
+        result += letter.isPrint()
+                      ? QString(letter)
+                      : QStringLiteral("\\u%1").arg(letter.unicode(), 4, 16, QLatin1Char('0'));
+    return result;
 }
 
 QString toJsonText(const QJsonValue &value)

@@ -46,6 +46,9 @@ private:
     QJsonObject m_root;
 };
 
+/// The text with what a terminal would act on (line ends, escapes) written as \uXXXX.
+QString printable(const QString &text);
+
 /// A value as JSON writes it, on one line: "text" in quotes, 8, true, [1,2].
 QString toJsonText(const QJsonValue &value);
 

@@ -2,6 +2,8 @@
 
 #include "console.h"
 #include "cuppicture.h"
+#include "envvars.h"
+#include "interruption.h"
 #include "logformatter.h"
 #include "machine.h"
 #include "runfor.h"
@@ -11,6 +13,7 @@
 #include <CLI/Validators.hpp>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <memory>
 
@@ -75,21 +78,38 @@ void tellCupSensor(AbstractCupSensor &sensor, Diary &diary)
 void run(Machine &machine, double seconds, Diary &diary)
 {
     HardwareEnvironment &environment = machine.environment();
+    const Interruption interruption; // from the beginning: what was started is shut down
     diary.write(QStringLiteral("starting ") + machine.title());
     environment.createEnvironment();
     environment.createCupSensor(AbstractCupSensor::CupSensorTypeSimulated);
     tellCupSensor(*environment.cupSensor(), diary);
     environment.cupSensor()->startMeasureLoop();
     diary.write(QStringLiteral("started"));
-    runFor(seconds);
+    runFor(seconds, interruption);
     diary.write(QStringLiteral("stopping"));
     environment.cupSensor()->stopMeasureLoop();
     environment.unloadModules();
     diary.write(QStringLiteral("stopped"));
 }
 
+/// The sensor would make the file: on a desk that is a typing error.
+bool isSimulationFileThere(Console &console)
+{
+    const QString file = vytools::envvar::EnvVars::CupSensorSimulationFilePath;
+    if (file.isEmpty() || QFileInfo(file).isFile())
+        return true;
+    console.fail(ExitNo,
+                 QStringLiteral(
+                     "%1: not a file; expected one whose first line is a distance in mm, or no %2")
+                     .arg(file, QString::fromLatin1(
+                                    vytools::envvar::EnvVars::CupSensorSimulationFilePath.name())));
+    return false;
+}
+
 void start(const Arguments &arguments, Console &console)
 {
+    if (!isSimulationFileThere(console))
+        return;
     const std::unique_ptr<Machine> pMachine = Machine::make(arguments.machine, console);
     if (!pMachine)
         return;
@@ -111,9 +131,10 @@ void addStartCommand(CLI::App &app, Console &console)
         app.add_subcommand("start", "Start a machine, follow it, shut it down");
     addMachineOptions(*pStart, pArguments->machine);
     pStart
-        ->add_option("--seconds", pArguments->seconds,
-                     "Shut down after this time; without it, at Ctrl-C")
-        ->check(CLI::Range(0.1, s_longestRun));
+        ->add_option(
+            "--seconds", pArguments->seconds,
+            "Shut down after this time, which takes up to a second more; without it, at Ctrl-C")
+        ->check(runTime());
     pStart->footer("The cup sensor is a simulated one: it follows the file that "
                    "VY_CUP_SENSOR_SIMULATION_FILE\n"
                    "names. Indented lines are the library's log, the others are its signals.\n"

@@ -12,9 +12,15 @@ namespace {
 constexpr quint16 s_initialReading = 80; ///< mm; no cup at any sensibility
 constexpr qint64 s_longestLine = 4096;   ///< bytes, chosen here; more of a line is not read
 
+/// Of a line that is too long, the fields that are there whole.
 QByteArray readFirstLine(QFile &file)
 {
-    return file.seek(0) ? file.readLine(s_longestLine) : QByteArray();
+    QByteArray line = file.seek(0) ? file.readLine(s_longestLine) : QByteArray();
+    const bool isCut = line.size() == s_longestLine - 1 && !line.endsWith('\n');
+    const int lastBlank = qMax(line.lastIndexOf(' '), line.lastIndexOf('\t'));
+    if (isCut && lastBlank >= 0)
+        line.truncate(lastBlank + 1);
+    return line;
 }
 
 QStringList fieldsOf(const QByteArray &line)

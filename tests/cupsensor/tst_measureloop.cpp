@@ -114,7 +114,7 @@ TEST_F(MeasureLoopTest, SensorThatIsNotPolledStartsNothingAndReturnsTrue)
     EXPECT_TRUE(sensor.startMeasureLoop());
     EXPECT_FALSE(sensor.isMeasureLoopRunning());
     QTest::qWait(20);
-    EXPECT_EQ(countOfThreads(), threads);
+    EXPECT_LE(countOfThreads(), threads); // one of the test before may just have gone
     EXPECT_TRUE(sensor.stopMeasureLoop());
     EXPECT_EQ(reads, 0);
     EXPECT_TRUE(log.records().isEmpty());

@@ -468,8 +468,8 @@ TEST_F(VirtualTimeTest, RegisteredTimersAreThoseOfTheObjectAsTheyWereStarted)
     other.startTimer(20);
     const int second = object.startTimer(30, Qt::VeryCoarseTimer);
     std::set<std::tuple<int, int, int>> timers;
-    const auto timers = m_pTime->registeredTimers(&object);
-    for (const auto &info : timers)
+    const auto registered = m_pTime->registeredTimers(&object);
+    for (const auto &info : registered)
         timers.emplace(info.timerId, info.interval, info.timerType);
     EXPECT_EQ(timers, (std::set<std::tuple<int, int, int>>{{first, 10, Qt::PreciseTimer},
                                                            {second, 30, Qt::VeryCoarseTimer}}));
