@@ -16,6 +16,11 @@ function(vy_add_test name)
     if(ARG_VIRTUAL_TIME)
         target_compile_definitions(${name} PRIVATE VY_VIRTUAL_TIME)
     endif()
+    if(VY_SANITIZE) # seconds; the sanitizers slow some tests down tenfold
+        set(timeout 300)
+    else()
+        set(timeout 60)
+    endif()
     gtest_discover_tests(${name} TEST_PREFIX ${name}. NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT 60 ENVIRONMENT "LANG=C.UTF-8")
+        PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "LANG=C.UTF-8")
 endfunction()

@@ -1,9 +1,9 @@
 #include "buttons/inputeventbuttonsreader.h"
 
 #include "buttons/buttondevice.h"
-#include "buttons/processcounts.h"
 #include "support/casename.h"
 #include "support/logspy.h"
+#include "support/processcounts.h"
 
 #include <QDir>
 #include <QMetaMethod>

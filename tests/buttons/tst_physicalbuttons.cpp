@@ -2,8 +2,8 @@
 
 #include "buttons/buttondevice.h"
 #include "buttons/inputeventbuttonsreader.h"
-#include "buttons/processcounts.h"
 #include "hardwareenvironment.h"
+#include "support/processcounts.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>

@@ -4,6 +4,7 @@
 #include "support/casename.h"
 #include "support/logfolder.h"
 #include "support/logspy.h"
+#include "support/processcounts.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -27,18 +28,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr int s_waitMs = 5000; ///< for what comes within a few periods
-
-int countOf(const char *pFolder)
-{
-    return QDir(QString::fromUtf8(pFolder))
-        .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)
-        .size();
-}
-
-int countOfThreads()
-{
-    return countOf("/proc/self/task");
-}
 
 /// Lines go nowhere while this lives.
 class Silence
@@ -109,12 +98,12 @@ TEST_F(MeasureLoopTest, SensorThatIsNotPolledStartsNothingAndReturnsTrue)
     FakeCupSensor sensor(false);
     sensor.m_loopPeriod = 1;
     sensor.setDevice(device());
-    const int threads = countOfThreads();
+    const int threads = threadCountNow();
     EXPECT_TRUE(sensor.startMeasureLoop());
     EXPECT_TRUE(sensor.startMeasureLoop());
     EXPECT_FALSE(sensor.isMeasureLoopRunning());
     QTest::qWait(20);
-    EXPECT_LE(countOfThreads(), threads); // one of the test before may just have gone
+    EXPECT_LE(threadCountNow(), threads); // one of the test before may just have gone
     EXPECT_TRUE(sensor.stopMeasureLoop());
     EXPECT_EQ(reads, 0);
     EXPECT_TRUE(log.records().isEmpty());
@@ -388,7 +377,7 @@ TEST_F(MeasureLoopTest, ThousandCyclesLeaveThreadsDescriptorsAndMemoryAsTheyWere
     const Silence silence;
     QThreadPool &pool = *QThreadPool::globalInstance();
     QTest::qWait(50); // a thread is listed until it has gone
-    const int threads = countOfThreads();
+    const int threads = threadCountNow();
     int mostThreads = 0;
     FakeCupSensor sensor(1, device());
     const auto cycle = [&](int times) {
@@ -400,19 +389,19 @@ TEST_F(MeasureLoopTest, ThousandCyclesLeaveThreadsDescriptorsAndMemoryAsTheyWere
             sensor.stopMeasureLoop();
             QCoreApplication::processEvents();
             sensor.takeDecisions();
-            mostThreads = std::max(mostThreads, countOfThreads());
+            mostThreads = std::max(mostThreads, threadCountNow());
         }
         pool.waitForDone();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return countOfThreads() == threads; }, s_waitMs));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return threadCountNow() == threads; }, s_waitMs));
     };
     cycle(100); // allocates what stays
-    const int descriptors = countOf("/proc/self/fd");
+    const int descriptors = descriptorCount();
     const size_t memory = mallinfo2().uordblks; // 0 under a sanitizer, which looks for itself
     cycle(1000);
 
     // One allocation of 32 bytes that stays in each cycle would be seen.
     EXPECT_LE(mallinfo2().uordblks, memory + 24 * 1024);
-    EXPECT_EQ(countOf("/proc/self/fd"), descriptors);
+    EXPECT_EQ(descriptorCount(), descriptors);
     EXPECT_LE(mostThreads, threads + pool.maxThreadCount());
 }
 

@@ -3,6 +3,7 @@
 #include "environmentfakes.h"
 #include "processmemory.h"
 #include "support/casename.h"
+#include "support/processcounts.h"
 #include "support/scopedvariable.h"
 
 #include <QCoreApplication>
@@ -21,27 +22,6 @@ namespace {
 constexpr HardwareEnvironment::HardwareModules s_modules{
     HardwareEnvironment::PhysicalButtonsModule, HardwareEnvironment::SpiModule,
     HardwareEnvironment::BoardDigitalOutputModule, HardwareEnvironment::MultiportModule};
-
-int entries(const char *pFolder)
-{
-    return static_cast<int>(QDir(QString::fromLatin1(pFolder))
-                                .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
-                                .size());
-}
-
-/// Once no thread that has ended is still on its way out.
-int threadCount()
-{
-    int count = entries("/proc/self/task");
-    for (int same = 0; same < 10; ++same) {
-        QThread::msleep(2);
-        const int now = entries("/proc/self/task");
-        if (now != count)
-            same = 0;
-        count = now;
-    }
-    return count;
-}
 
 /// Bytes that the main thread's heap has given out.
 long heapInUse()
@@ -97,13 +77,13 @@ TEST_P(EnvironmentCycles, ThousandLeaveThreadsDescriptorsAndMemoryAsTheyWere)
 
     liveAndDie(GetParam().platform, 100); // what is made once for the process
     const int threads = threadCount();
-    const int descriptors = entries("/proc/self/fd");
+    const int descriptors = descriptorCount();
     const long heap = heapInUse();
     const long resident = processNumber("VmRSS");
     liveAndDie(GetParam().platform, 1000);
 
     EXPECT_EQ(threadCount(), threads);
-    EXPECT_EQ(entries("/proc/self/fd"), descriptors);
+    EXPECT_EQ(descriptorCount(), descriptors);
     EXPECT_LT(heapInUse() - heap, 8 * 1024); // less than the smallest block for each cycle
     if (s_isMemoryExact) {
         EXPECT_LT(processNumber("VmRSS") - resident, 2 * 1024);

@@ -12,6 +12,9 @@ namespace {
 /// Not atomic on purpose.
 int g_counter = 0;
 
+constexpr unsigned long s_headStart =
+    100; ///< ms, so that the thread has counted, and is not ordered by chance
+
 void count()
 {
     for (int i = 0; i < 1000; ++i)
@@ -23,6 +26,7 @@ void racePlainly()
 {
     QThread *const pThread = QThread::create(count);
     pThread->start();
+    QThread::msleep(s_headStart);
     count();
     pThread->wait();
     delete pThread;
@@ -37,6 +41,7 @@ void raceInASlot()
     worker.moveToThread(&thread);
     thread.start();
     QMetaObject::invokeMethod(&worker, count, Qt::QueuedConnection);
+    QThread::msleep(s_headStart);
     count();
     QMetaObject::invokeMethod(
         &worker, [&thread] { thread.quit(); }, Qt::QueuedConnection);

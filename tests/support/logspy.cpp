@@ -2,20 +2,10 @@
 
 #include <algorithm>
 
-namespace {
-
-template <typename Filter>
-int countIf(const QList<LogRecord> &records, Filter filter)
-{
-    return static_cast<int>(std::count_if(records.cbegin(), records.cend(), filter));
-}
-
-} // namespace
-
 LogSpy::LogSpy()
     : m_observer(LogFormatter::addObserver([this](const LogRecord &record) {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_records.append(record);
+        m_records.push_back(record);
     }))
 {
 }
@@ -28,33 +18,36 @@ LogSpy::~LogSpy()
 QList<LogRecord> LogSpy::records() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_records;
+    QList<LogRecord> records;
+    for (const LogRecord &record : m_records)
+        records.append(record);
+    return records;
 }
 
 QStringList LogSpy::texts() const
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     QStringList texts;
-    const QList<LogRecord> all = records();
-    for (const LogRecord &record : all)
+    for (const LogRecord &record : m_records)
         texts.append(record.text);
     return texts;
 }
 
 int LogSpy::count(const QString &part) const
 {
-    return countIf(records(), [&](const LogRecord &record) { return record.text.contains(part); });
+    return countIf([&](const LogRecord &record) { return record.text.contains(part); });
 }
 
 int LogSpy::count(const QString &part, int level) const
 {
-    return countIf(records(), [&](const LogRecord &record) {
+    return countIf([&](const LogRecord &record) {
         return record.level == level && record.text.contains(part);
     });
 }
 
 int LogSpy::count(const QString &part, int level, LogModule module) const
 {
-    return countIf(records(), [&](const LogRecord &record) {
+    return countIf([&](const LogRecord &record) {
         return record.level == level && record.module == module && record.text.contains(part);
     });
 }
@@ -63,4 +56,10 @@ void LogSpy::clear()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_records.clear();
+}
+
+int LogSpy::countIf(const std::function<bool(const LogRecord &)> &isCounted) const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return static_cast<int>(std::count_if(m_records.cbegin(), m_records.cend(), isCounted));
 }

@@ -5,7 +5,9 @@
 
 #include <QList>
 #include <QStringList>
+#include <functional>
 #include <mutex>
+#include <vector>
 
 /// Keeps every line that is logged while it lives. Any thread may log meanwhile.
 class LogSpy
@@ -32,8 +34,10 @@ public:
     void clear();
 
 private:
+    int countIf(const std::function<bool(const LogRecord &)> &isCounted) const;
+
     mutable std::mutex m_mutex;
-    QList<LogRecord> m_records;
+    std::vector<LogRecord> m_records; ///< no QList: a copy of one shares its data with the loggers
     int m_observer;
 };
 
