@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QString>
+#include <utility>
 
 class AbstractSettings;
 
@@ -29,7 +30,7 @@ public:
     /// initialize(), instantiateModules(), initializeModules().
     void createEnvironment();
 
-    /// Set before it is asked for: at first there is no version.
+    /// 0.0.0 at first.
     void setApplicationVersion(int major, int minor, int patch);
     QString applicationVersionString() const;            ///< "1.2.3"
     QString applicationVersionDescriptionString() const; ///< "1.2.3 Release"

@@ -6,7 +6,7 @@
 namespace {
 
 constexpr int s_targetPlatform = 2;
-constexpr qint64 s_mostBytes = 1024 * 1024; ///< chosen here; the kernel's files hold a few digits
+constexpr qint64 s_mostBytes = 1LL << 20; ///< chosen here; the kernel's files hold a few digits
 
 int platform()
 {
@@ -19,14 +19,14 @@ AbstractHardwareController::AbstractHardwareController(QString maxBrightnessFile
                                                        const QString &brightnessFile,
                                                        QObject *pParent)
     : QObject(pParent)
-    , m_brightnessFile(brightnessFile)
+    , m_brightnessFile(brightnessFile) // NOLINT(modernize-pass-by-value): the signature is fixed
     , m_maxBrightness(readIntFromFile(maxBrightnessFile))
 {
 }
 
 AbstractHardwareController::~AbstractHardwareController() = default;
 
-int AbstractHardwareController::deviceGpio(HardwareEnvironment::Output /*output*/) const
+int AbstractHardwareController::deviceGpio(HardwareEnvironment::Output /*output*/)
 {
     return -1;
 }

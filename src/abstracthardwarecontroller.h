@@ -25,7 +25,7 @@ public:
     ~AbstractHardwareController() override;
 
     // The order of the virtual operations is fixed.
-    virtual int deviceGpio(HardwareEnvironment::Output output) const; ///< the GPIO line; -1: none
+    virtual int deviceGpio(HardwareEnvironment::Output output); ///< the GPIO line; -1: none
     virtual void createBoardDigitalIOController();
     virtual bool setDeviceEnabled(HardwareEnvironment::Output output, bool isOn);
     virtual bool setParallelCoinValidatorDeviceEnabled(bool isOn);
@@ -63,7 +63,8 @@ Q_SIGNALS:
 protected:
     int maxBrightness() const { return m_maxBrightness; }
 
-    BoardDigitalIO *m_pBoardDigitalIO = nullptr; ///< a board's controller makes it; null for none
+    /// A board's controller makes and owns it, once there is such a class; null for none.
+    BoardDigitalIO *m_pBoardDigitalIO = nullptr;
 
 private:
     const QString m_brightnessFile;

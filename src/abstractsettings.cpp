@@ -44,7 +44,7 @@ QByteArray contentOf(const QString &filePath)
 {
     QFile file(filePath);
     QString reason = open(file);
-    const QByteArray content = file.isOpen() ? file.readAll() : QByteArray();
+    QByteArray content = file.isOpen() ? file.readAll() : QByteArray();
     if (reason.isEmpty() && file.error() != QFileDevice::NoError)
         reason = file.errorString();
     if (!reason.isEmpty())
@@ -129,7 +129,7 @@ QJsonValue AbstractSettings::findSetting(const QString &key, bool optional, bool
 QJsonValue AbstractSettings::findSetting(QJsonObject object, const QString &key, bool optional,
                                          bool &found, bool *pOk) const
 {
-    const QJsonValue value = object.value(key);
+    QJsonValue value = object.value(key);
     found = !value.isNull(); // a missing member is undefined, which is not null
     if (!found && !optional) {
         // "oject" is the message's own spelling.

@@ -30,7 +30,7 @@ class VYHARDWARE1_EXPORT AbstractSettings : public QObject
 public:
     /// A larger settings file counts as one that cannot be read. Chosen here: what the parser
     /// takes.
-    static constexpr qint64 s_maximumFileSize = 256 * 1024 * 1024;
+    static constexpr qint64 s_maximumFileSize = 256LL << 20;
 
     AbstractSettings();
 

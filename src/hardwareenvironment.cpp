@@ -94,6 +94,7 @@ void HardwareEnvironment::instantiateHardwareModules()
 
 void HardwareEnvironment::instantiateController()
 {
+    delete m_pHardwareController; // of an earlier start that was not unloaded
     m_pHardwareController = hardwareSettingsNonConst()->createHardwareController();
     if (m_pHardwareController == nullptr) {
         printReleaseAssertMsg(QStringLiteral("m_pHardwareController"),
@@ -168,13 +169,16 @@ HardwareSettings::MachineModelSubtype HardwareEnvironment::modelSubtype() const
     return hardwareSettings()->modelSubtype();
 }
 
-void HardwareEnvironment::setModelSubtype(HardwareSettings::MachineModelSubtype subtype)
+// Not const, whatever the compiler could allow: it changes the settings.
+void HardwareEnvironment::setModelSubtype( // NOLINT(readability-make-member-function-const)
+    HardwareSettings::MachineModelSubtype subtype)
 {
     HardwareSettings *const pSettings = hardwareSettingsNonConst();
     pSettings->setModelSubtype(subtype);
-    if (isLirentaRasmo() || isNewQuindoRasmo())
+    if ((isLirenta() && subtype == HardwareSettings::LirentaCustomerEdition) ||
+        (isNewQuindo() && subtype == HardwareSettings::NewQuindoCustomerEdition))
         pSettings->m_hasJugSupport = false;
-    if (isLirentaFullInstant())
+    if (isLirenta() && subtype == HardwareSettings::LirentaFullInstant)
         pSettings->m_hasParallelStepSupport = true;
 }
 
@@ -279,7 +283,7 @@ int HardwareEnvironment::gpioCorvel(OutputCorvel output)
 bool HardwareEnvironment::setOutputEnabled(OutputCorvel output, bool isOn)
 {
     const int number = gpioCorvel(output);
-    if (number >= 0 && gHardwareEnv->m_platform == s_targetPlatform && m_pMultiport != nullptr)
+    if (number >= 0 && m_platform == s_targetPlatform && m_pMultiport != nullptr)
         m_pMultiport->setOutputEnabled(number, isOn);
     return true;
 }
@@ -287,7 +291,7 @@ bool HardwareEnvironment::setOutputEnabled(OutputCorvel output, bool isOn)
 bool HardwareEnvironment::setBlinkOutputEnabled(OutputCorvel output, bool isOn)
 {
     const int number = gpioCorvel(output);
-    if (number >= 0 && gHardwareEnv->m_platform == s_targetPlatform && m_pMultiport != nullptr)
+    if (number >= 0 && m_platform == s_targetPlatform && m_pMultiport != nullptr)
         m_pMultiport->setBlinkOutput(number, isOn);
     return true;
 }
@@ -349,7 +353,8 @@ void HardwareEnvironment::setMultiport(Multiport *pMultiport)
 {
     if (pMultiport == m_pMultiport)
         return;
-    Multiport *const pOld = std::exchange(m_pMultiport, pMultiport);
+    Multiport *const pOld = m_pMultiport;
+    m_pMultiport = pMultiport;
     if (pOld != nullptr && pOld->parent() == this)
         delete pOld;
     Q_EMIT multiportChanged();

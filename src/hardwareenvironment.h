@@ -8,6 +8,7 @@
 #include "versionnumber.h"
 #include "vyhardware1_export.h"
 
+#include <QPointer>
 #include <utility>
 
 class AbstractHardwareController;
@@ -194,7 +195,7 @@ private:
     PhysicalButtons *m_pPhysicalButtons = nullptr;               ///< the singleton
     void *m_pI2CDevice = nullptr;                                ///< none in this build
     AbstractCupSensor *m_pCupSensor = nullptr;                   ///< owned
-    Multiport *m_pMultiport = nullptr;                           ///< owned when it is a child
+    QPointer<Multiport> m_pMultiport;                            ///< owned when it is a child
 };
 
 Q_DECLARE_OPERATORS_FOR_FLAGS(HardwareEnvironment::HardwareModules)

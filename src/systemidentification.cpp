@@ -9,9 +9,8 @@
 
 namespace {
 
-constexpr qint64 s_longestLine = 64 * 1024; ///< bytes, chosen here; a longer line counts as several
-constexpr qint64 s_mostBytes =
-    1024 * 1024; ///< chosen here; the kernel's text has some ten thousand
+/// Bytes, chosen here; a longer line counts as several, so that memory stays bounded.
+constexpr qint64 s_longestLine = 64LL << 10;
 
 /// Up to the first NUL.
 QString latin1(const QByteArray &bytes)
@@ -50,12 +49,14 @@ VersionNumber HardwareEnvironment::systemKeyVersion()
         return {};
     }
     const QString version = QString(parts.at(1)).replace(QLatin1Char('-'), QLatin1Char('.'));
+    const VersionNumber number(version);
     if (version.split(QLatin1Char('.')).size() != 4) {
         LogFormatter(4, Log::Machine)
             << Q_FUNC_INFO << "Invalid version string format:" << quoted(version);
         return {};
     }
-    s_version = VersionNumber(version);
+    if (number.size() == 4) // four parts that are not all numbers are no version
+        s_version = number;
     return s_version;
 }
 
@@ -72,10 +73,14 @@ QString HardwareEnvironment::revisionString()
         LogFormatter(4, Log::Machine) << Q_FUNC_INFO << "Could not open the /proc/cpuinfo file.";
         return {};
     }
-    const QStringList lines = latin1(file.read(s_mostBytes)).split(QLatin1Char('\n'));
-    for (const QString &line : lines) {
+    // Not until atEnd(): the kernel's files have no size.
+    for (QByteArray bytes = file.readLine(s_longestLine); !bytes.isEmpty();
+         bytes = file.readLine(s_longestLine)) {
+        const QString line = latin1(bytes);
         if (line.contains(QLatin1String("Revision")))
             return line.section(QLatin1Char(':'), 1, 1).trimmed();
+        if (bytes.contains('\0')) // the text ends there
+            break;
     }
     return {};
 }

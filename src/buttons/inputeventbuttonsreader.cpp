@@ -14,8 +14,8 @@
 #    include <unistd.h>
 #endif
 
-InputEventButtonsReader::InputEventButtonsReader(const QString &devicePath)
-    : m_devicePath(devicePath)
+InputEventButtonsReader::InputEventButtonsReader(QString devicePath)
+    : m_devicePath(std::move(devicePath))
 {
 }
 

@@ -21,7 +21,7 @@ class VYHARDWARE1_EXPORT InputEventButtonsReader : public AbstractPhysicalButton
 public:
     static constexpr int s_recordsPerRead = 256; ///< chosen here
 
-    explicit InputEventButtonsReader(const QString &devicePath);
+    explicit InputEventButtonsReader(QString devicePath);
     ~InputEventButtonsReader() override;
 
     void readInput() override;

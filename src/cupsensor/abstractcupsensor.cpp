@@ -9,7 +9,7 @@
 #include <QThread>
 #include <QtConcurrent>
 
-bool AbstractCupSensor::s_isFirstReading = true;
+std::atomic<bool> AbstractCupSensor::s_isFirstReading = true;
 
 AbstractCupSensor::AbstractCupSensor(QObject *pParent, CupSensorType type, bool isPollingSensor)
     : LogInFile(pParent, QStringLiteral("cup_sensor_values.txt"), Log::Hardware, {2.5, 1, false})
@@ -42,7 +42,8 @@ void AbstractCupSensor::setSensibility(CupSensorSensibility sensibility)
         break;
     default: // a number that names no sensibility
         LogFormatter(4, Log::Hardware)
-            << Q_FUNC_INFO << ": Invalid value " << static_cast<int>(sensibility);
+            << Q_FUNC_INFO
+            << QStringLiteral(": Invalid value %1").arg(static_cast<int>(sensibility));
         return;
     }
     if (m_sensibility == sensibility)
@@ -103,9 +104,10 @@ void AbstractCupSensor::setIsCupCarrierPositionHome(bool isHome)
 
 bool AbstractCupSensor::isAnyCupPresent(bool forceUpdate)
 {
+    const QPointer<AbstractCupSensor> pThis = this; // a slot may delete the sensor
     if (forceUpdate)
         updateFromDevice();
-    return isCupPresent();
+    return pThis && isCupPresent();
 }
 
 bool AbstractCupSensor::startMeasureLoop()
@@ -142,7 +144,10 @@ bool AbstractCupSensor::updateFromDevice()
         return true;
     LogFormatter(1, Log::Hardware) << "Updating cup sensor position due to forced update";
     bool error = false;
+    const QPointer<AbstractCupSensor> pThis = this; // a slot may delete the sensor
     const quint16 value = readRawValuesFromDevice(error);
+    if (!pThis)
+        return false;
     if (error) {
         LogFormatter(3, Log::Machine) << Q_FUNC_INFO << ": Failed in readRawValuesFromDevice";
         return false;
@@ -182,10 +187,9 @@ bool AbstractCupSensor::updateLoop()
 
 void AbstractCupSensor::changeCupCarrierPosition(bool isHome)
 {
-    if (m_isCupCarrierPositionHome == isHome)
+    if (m_isCupCarrierPositionHome.exchange(isHome) == isHome)
         return;
     LogFormatter(1, Log::Hardware)
         << QStringLiteral("Cup carrier position changed, home: %1").arg(isHome ? 1 : 0);
-    m_isCupCarrierPositionHome = isHome;
     Q_EMIT isCupCarrierPositionHomeChanged();
 }

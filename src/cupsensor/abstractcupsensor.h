@@ -107,7 +107,7 @@ private:
     std::atomic<bool> m_isCupCarrierPositionHome = false;
     QFuture<bool> m_loop;
 
-    static bool s_isFirstReading; ///< of the process
+    static std::atomic<bool> s_isFirstReading; ///< of the process
 };
 
 #endif // ABSTRACTCUPSENSOR_H

@@ -12,15 +12,16 @@ namespace {
 constexpr quint16 s_initialReading = 80; ///< mm; no cup at any sensibility
 constexpr qint64 s_longestLine = 4096;   ///< bytes, chosen here; more of a line is not read
 
-/// Of a line that is too long, the fields that are there whole.
+/// Of a line that is too long, the fields that are there whole; one that begins with a field longer
+/// than that is no number.
 QByteArray readFirstLine(QFile &file)
 {
     QByteArray line = file.seek(0) ? file.readLine(s_longestLine) : QByteArray();
-    const bool isCut = line.size() == s_longestLine - 1 && !line.endsWith('\n');
+    const bool isCut = line.size() == s_longestLine - 1 && !line.endsWith('\n') && !file.atEnd();
+    if (!isCut)
+        return line;
     const int lastBlank = qMax(line.lastIndexOf(' '), line.lastIndexOf('\t'));
-    if (isCut && lastBlank >= 0)
-        line.truncate(lastBlank + 1);
-    return line;
+    return lastBlank >= 0 ? line.left(lastBlank + 1) : QByteArray("(too long)");
 }
 
 QStringList fieldsOf(const QByteArray &line)

@@ -1,5 +1,8 @@
 #include "machineregistry.h"
 
+#include "Corvel/hardwarecontrollercorvel.h"
+#include "SecoB40/secob40hardwarecontroller.h"
+
 #include "support/assertspy.h"
 #include "support/casename.h"
 
@@ -75,6 +78,17 @@ TEST_P(MachineRegistryTable, HasActuatorBoardSettingsUnderItsSubtype)
     ASSERT_TRUE(pSettings);
     EXPECT_NE(pSettings->actuatorBoard(), nullptr);
     EXPECT_TRUE(asserts.records().isEmpty());
+}
+
+TEST_P(MachineRegistryTable, MakesTheControllerOfItsBoard)
+{
+    const auto pSettings =
+        MachineRegistry::create(QString::fromLatin1(GetParam().pModel), GetParam().subtype);
+    const std::unique_ptr<AbstractHardwareController> pController(
+        pSettings->createHardwareController());
+    const bool isCorvel = GetParam().model == HardwareEnvironment::Corvel;
+    EXPECT_EQ(qobject_cast<HardwareControllerCorvel *>(pController.get()) != nullptr, isCorvel);
+    EXPECT_EQ(qobject_cast<SecoHardwareController *>(pController.get()) != nullptr, !isCorvel);
 }
 
 INSTANTIATE_TEST_SUITE_P(Machines, MachineRegistryTable, ::testing::ValuesIn(s_machines), caseName);
