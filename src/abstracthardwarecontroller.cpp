@@ -15,14 +15,16 @@ int platform()
 
 } // namespace
 
+// NOLINTBEGIN(modernize-pass-by-value): the signature is fixed
 AbstractHardwareController::AbstractHardwareController(QString maxBrightnessFile,
                                                        const QString &brightnessFile,
                                                        QObject *pParent)
     : QObject(pParent)
-    , m_brightnessFile(brightnessFile) // NOLINT(modernize-pass-by-value): the signature is fixed
+    , m_brightnessFile(brightnessFile)
     , m_maxBrightness(readIntFromFile(maxBrightnessFile))
 {
 }
+// NOLINTEND(modernize-pass-by-value)
 
 AbstractHardwareController::~AbstractHardwareController() = default;
 
