@@ -11,6 +11,7 @@ std::atomic<long long> s_allocations = 0;
 
 // The program's own malloc goes before the C library's for every library in the process, Qt's own
 // allocations included; operator new ends here as well.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library names nothing here
 extern "C" {
 void *__libc_malloc(std::size_t size);                    // NOLINT(bugprone-reserved-identifier)
 void *__libc_calloc(std::size_t count, std::size_t size); // NOLINT(bugprone-reserved-identifier)
@@ -34,6 +35,7 @@ void *realloc(void *pOld, std::size_t size)
     return __libc_realloc(pOld, size);
 }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 AllocationCounter::AllocationCounter(benchmark::State &state)
     : m_state(state)
