@@ -11,7 +11,8 @@ std::atomic<long long> s_allocations = 0;
 
 // The program's own malloc goes before the C library's for every library in the process, Qt's own
 // allocations included; operator new ends here as well.
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library names nothing here
+// The C library gives its own parameters reserved names.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 void *__libc_malloc(std::size_t size);                    // NOLINT(bugprone-reserved-identifier)
 void *__libc_calloc(std::size_t count, std::size_t size); // NOLINT(bugprone-reserved-identifier)
