@@ -27,7 +27,9 @@ VYHARDWARE1_EXPORT HardwareSettings *hardwareSettings();
 ///
 /// Order: construct; set version, hashes and enabled modules; createEnvironment();
 /// setModelSubtype(), createCupSensor(). At the end unloadModules(); the client and the sensor go
-/// with the environment.
+/// with the environment. Without unloadModules() the physical buttons, a singleton, go on reading.
+///
+/// The header is a little long because all that an application asks of the machine is asked here.
 class VYHARDWARE1_EXPORT HardwareEnvironment : public AbstractEnvironment
 {
     Q_OBJECT

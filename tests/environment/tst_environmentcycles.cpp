@@ -94,6 +94,6 @@ TEST_P(EnvironmentCycles, ThousandLeaveThreadsDescriptorsAndMemoryAsTheyWere)
 
 constexpr CycleCase s_cycleCases[] = {
     {"Desktop", 1},
-    {"MachineWithAThreadForTheButtons", 2},
+    {"TargetPlatform", 2},
 };
 INSTANTIATE_TEST_SUITE_P(Platforms, EnvironmentCycles, ::testing::ValuesIn(s_cycleCases), caseName);
