@@ -11,6 +11,26 @@ Multiport::Multiport(QString server, int mode, QObject *pParent)
 {
 }
 
+void Multiport::setEnabled(Multiport::Interface interface, bool isOn)
+{
+    if (isOn)
+        m_openInterfaces.insert(interface);
+    else
+        m_openInterfaces.remove(interface);
+}
+
+bool Multiport::isOpen(Interface interface) const
+{
+    return m_openInterfaces.contains(interface);
+}
+
+bool Multiport::writeToCanBus(const QByteArray &bytes)
+{
+    LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << "No link to the multiport server," << bytes.size()
+                                 << "bytes not sent";
+    return false;
+}
+
 void Multiport::setOutputEnabled(int output, bool isOn)
 {
     LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << "No link to the multiport server, output"

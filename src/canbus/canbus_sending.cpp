@@ -1,0 +1,230 @@
+// How CanBus queues, sends and hears answers; the rest of it stands in canbus.cpp.
+
+#include "assertions.h"
+#include "canbus/abstractcaninterface.h"
+#include "canbus/abstractcanprotocol.h"
+#include "canbus/canbus.h"
+#include "canbus/canbuschannel.h"
+#include "canbus/canbusnode.h"
+#include "canbus/vycan_cmds_and_addr.h"
+#include "logformatter.h"
+
+#include <QEventLoop>
+#include <QTimer>
+
+#include <cstdlib>
+
+namespace {
+
+constexpr auto s_pFile = "src/canbus/canbus";
+
+/// Refusals are told to these; nodes of another type are refused without a word.
+bool isToldOfRefusals(const CanBusNode *pNode)
+{
+    return !pNode || pNode->type() == 0;
+}
+
+} // namespace
+
+bool CanBus::send(QList<CanMessage *> &messages, CanBusNode *pNode)
+{
+    if (!pNode) {
+        printAssertMsg(QStringLiteral("pCanBusNode"), QStringLiteral("CanBusNode cannot be null"),
+                       s_pFile, 330);
+        qDeleteAll(messages);
+        messages.clear();
+        return false;
+    }
+    return _send(pNode->channelId(), messages, pNode, true);
+}
+
+bool CanBus::send(CanMessage *pMessage, CanBusNode *pNode)
+{
+    QList<CanMessage *> messages{pMessage};
+    return send(messages, pNode);
+}
+
+bool CanBus::send(int channelId, QList<CanMessage *> &messages)
+{
+    return _send(channelId, messages, nullptr, true);
+}
+
+bool CanBus::send(int channelId, CanMessage *pMessage)
+{
+    QList<CanMessage *> messages{pMessage};
+    return send(channelId, messages);
+}
+
+bool CanBus::canSendMessages(const QList<CanMessage *> &messages, const CanBusNode *pNode,
+                             CanBusChannel *pChannel) const
+{
+    if (isAvailable(pChannel)) {
+        if (!messages.contains(nullptr))
+            return true;
+        LogFormatter(4, Log::CanBus)
+            << Q_FUNC_INFO << "Tried to send a NULL message. Aborting sending";
+        return false;
+    }
+    const bool isTold = isToldOfRefusals(pNode);
+    if (!m_pCanInterface)
+        LogFormatter(4, Log::CanBus)
+            << Q_FUNC_INFO << "Interface not set. Call CanBus::setup or CanBus::setInterface";
+    else if (!m_pCanInterface->isOpen())
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "Interface is not opened (call ::open())";
+    else if (!m_pCanProtocol)
+        LogFormatter(4, Log::CanBus)
+            << Q_FUNC_INFO << "Protocol not set. Call CanBus::setup or CanBus::setProtocol";
+    else if (pChannel->isWaitingForAnswer() && isTold)
+        LogFormatter(3, Log::CanBus)
+            << Q_FUNC_INFO << "Protocol is busy sending or waiting for an answer";
+    else if (!pChannel->hasPendingMessages()) // never: the bus would have been available
+        LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << "Channel has pending messages to send";
+    if (isTold)
+        LogFormatter(3, Log::CanBus)
+            << Q_FUNC_INFO << "CanBus not available for sending. Aborting.";
+    return false;
+}
+
+bool CanBus::_send(int channelId, QList<CanMessage *> &messages, CanBusNode *pNode,
+                   bool isDeletedOnFailure)
+{
+    if (pNode && channelId != pNode->channelId()) {
+        printReleaseAssertMsg(
+            QStringLiteral("(channelId == pCanBusNode->channelId())"),
+            QStringLiteral("Channel Id parameter and for Can bus node are different"), s_pFile,
+            377);
+        std::exit(EXIT_FAILURE); // NOLINT(concurrency-mt-unsafe): required to end here
+    }
+    CanBusChannel *const pChannel = CanBusChannel::channel(channelId);
+    if (canSendMessages(messages, pNode, pChannel)) {
+        if (!messages.isEmpty()) {
+            m_isBatchStarting = true;
+            m_pBatchNode = pNode;
+        }
+        for (CanMessage *const pMessage : qAsConst(messages))
+            pChannel->appendPendingMessage(CanBusChannel::Message(pMessage));
+        messages.clear();
+        if (!pChannel->isWaitingForAnswer())
+            sendNextMessage(pChannel);
+        return true;
+    }
+    if (isToldOfRefusals(pNode)) {
+        const CanMessage *const pFirst = messages.value(0);
+        const int command = pFirst ? pFirst->command() : -1;
+        const int destination = pFirst ? pFirst->destination() : -1;
+        LogFormatter(3, Log::CanBus)
+            << Q_FUNC_INFO << "CAN Bus not available, command" << CanVy::commandCanToString(command)
+            << "(" << command << ") toward" << CanVy::Address::toString(destination)
+            << "and subsequent messages not sent";
+    }
+    if (isDeletedOnFailure) {
+        qDeleteAll(messages);
+        messages.clear();
+    }
+    return false;
+}
+
+bool CanBus::sendNextMessage(CanBusChannel *pChannel)
+{
+    if (!pChannel->hasPendingMessages()) {
+        if (pChannel->isWaitingForAnswer()) { // the spelling is the log's own
+            LogFormatter(1, Log::CanBus)
+                << Q_FUNC_INFO << ": No more messages to send but waiting for answser";
+            return false;
+        }
+        LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << ": No more messages to send";
+        stopSending(pChannel);
+        Q_EMIT dequedAllmessages();
+        return false;
+    }
+    if (!m_pCanProtocol || pChannel->isWaitingForAnswer()) {
+        if (m_isInterfaceSimulated) {
+            printAssertMsg(
+                QStringLiteral("m_pCanProtocol && (!pChannel->isWaitingForAnswer())"),
+                QStringLiteral("Can protocol not instanciated, or channel waiting for can answer"),
+                s_pFile, 478);
+            return false;
+        }
+        if (!m_pCanProtocol)
+            LogFormatter(4, Log::CanBus)
+                << Q_FUNC_INFO << "ERROR: Failed to send message, protocol not set";
+        else
+            LogFormatter(4, Log::CanBus)
+                << Q_FUNC_INFO << "ERROR: Failed to send message, chanell waiting for can answer";
+        Q_EMIT generateSendingErrorAnswerRequested(pChannel->id());
+        return false;
+    }
+    if (m_isBatchStarting) {
+        m_isBatchStarting = false;
+        pChannel->setNode(m_pBatchNode);
+        m_pBatchNode = nullptr;
+    }
+    const CanBusChannel::Message pMessage = pChannel->takeFirstPendingMessage();
+    if (CanBusNode *const pNode = pChannel->node())
+        pNode->setMessageBeingAnswered(pMessage);
+    if (m_pCanProtocol->send(pMessage, pChannel))
+        return true;
+    LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << ": Sending failed.";
+    if (CanBusChannel::exists(pChannel))
+        stopSending(pChannel);
+    return false;
+}
+
+void CanBus::stopSending(CanBusChannel *pChannel)
+{
+    pChannel->setNode(nullptr);
+    clearPendingMessagesToSend(pChannel);
+    pChannel->setIsWaitingForAnswer(false);
+}
+
+void CanBus::clearPendingMessagesToSend(CanBusChannel *pChannel)
+{
+    pChannel->clearPendingMessages();
+}
+
+void CanBus::onAnswerReceived(CanBusChannel *pChannel, CanAnswer answer,
+                              QSharedPointer<const CanMessage> pMessage)
+{
+    const QPointer<CanBusNode> pNode = pChannel->node();
+    pChannel->setIsWaitingForAnswer(false);
+    const bool isFailure = answer.type() > CanAnswer::AnswerAck;
+    if (isFailure) {
+        stopSending(pChannel);
+        if (answer.type() == CanAnswer::AnswerTimeout)
+            Q_EMIT communicationTimeout(answer, pMessage);
+    }
+    if (pNode)
+        pNode->notifyAnswerReception(answer, pMessage);
+    if (isFailure && m_isBatchStarting) { // a batch that was queued behind never starts
+        m_isBatchStarting = false;
+        const QPointer<CanBusNode> pBatchNode = m_pBatchNode;
+        m_pBatchNode = nullptr;
+        if (pBatchNode)
+            pBatchNode->notifyAnswerReception(answer, pMessage);
+    }
+    if (CanBusChannel::exists(pChannel)) // whoever heard the answer may have deleted it
+        sendNextMessage(pChannel);
+}
+
+void CanBus::generateSendingErrorAnswer(int channelId)
+{
+    onAnswerReceived(CanBusChannel::channel(channelId), CanAnswer::AnswerSendingError, {});
+}
+
+bool CanBus::waitForExpectedAnswer(const CanMessage &expected, int timeoutMs) const
+{
+    QEventLoop loop;
+    bool isReceived = false;
+    if (m_pCanProtocol) {
+        connect(m_pCanProtocol, &AbstractCanProtocol::messageReceived, &loop,
+                [&](const QSharedPointer<const CanMessage> &pMessage) {
+                    if (pMessage->data() != expected.data())
+                        return;
+                    isReceived = true;
+                    loop.quit();
+                });
+    }
+    QTimer::singleShot(timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
+    return isReceived;
+}

@@ -1,0 +1,152 @@
+#include "canbus/caninterface_multiport.h"
+
+#include "assertions.h"
+#include "hardwareenvironment.h"
+#include "logformatter.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+constexpr int s_idSize = 4;
+constexpr int s_headSize = 5; ///< identifier and length
+
+QByteArray recordOf(const CanFrame &frame)
+{
+    QByteArray record(s_headSize + frame.dataSize(), '\0');
+    qToBigEndian(frame.id(), record.data());
+    record[s_idSize] = static_cast<char>(frame.dataSize());
+    std::copy(frame.data().cbegin(), frame.data().cend(), record.begin() + s_headSize);
+    return record;
+}
+
+} // namespace
+
+CanInterface_Multiport::CanInterface_Multiport(QObject *pParent)
+    : AbstractCanInterface(pParent, false)
+{
+    connect(this, &CanInterface_Multiport::frameReceived, this,
+            &CanInterface_Multiport::onFrameReceived);
+    listenTo(multiport());
+}
+
+bool CanInterface_Multiport::openInterface(const QString & /*name*/)
+{
+    Multiport *const pMultiport = multiport();
+    if (!pMultiport) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        return false;
+    }
+    if (isOpen()) {
+        LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << "multiport CAN bus channel already opened";
+        return false;
+    }
+    listenTo(pMultiport);
+    m_buffer.clear();
+    m_consumed = 0;
+    pMultiport->setEnabled(Multiport::CanBusInterface, true);
+    return true;
+}
+
+bool CanInterface_Multiport::closeInterface()
+{
+    Multiport *const pMultiport = multiport();
+    if (!pMultiport) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        return false;
+    }
+    if (isOpen())
+        pMultiport->setEnabled(Multiport::CanBusInterface, false);
+    return true;
+}
+
+bool CanInterface_Multiport::isOpen() const
+{
+    const Multiport *const pMultiport = multiport();
+    if (!pMultiport) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        return false;
+    }
+    return pMultiport->isOpen(Multiport::CanBusInterface);
+}
+
+bool CanInterface_Multiport::writeToCan(const CanFrame &frame)
+{
+#ifdef Q_OS_WIN
+    Q_UNUSED(frame)
+    printReleaseAssertMsg(
+        QStringLiteral("false"),
+        QStringLiteral("Canbus multiport interface is not supported under windows"),
+        "src/canbus/caninterface_multiport", __LINE__);
+    std::exit(EXIT_FAILURE);
+#else
+    Multiport *const pMultiport = multiport();
+    if (!pMultiport) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        return false;
+    }
+    return pMultiport->writeToCanBus(recordOf(frame));
+#endif
+}
+
+void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
+{
+    LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "new data:" << bytes.toHex();
+    m_buffer.append(bytes);
+    LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "buffer:" << m_buffer.mid(m_consumed).toHex();
+    if (m_isReading)
+        return;
+    m_isReading = true;
+    const QPointer<CanInterface_Multiport> pThis(this); // a slot may delete it
+    while (m_buffer.size() - m_consumed > s_idSize) {
+        const char *const pRecord = m_buffer.constData() + m_consumed;
+        const auto id = qFromBigEndian<quint32>(pRecord);
+        const int length = static_cast<signed char>(pRecord[s_idSize]);
+        if (length < 0) {
+            LogFormatter(4, Log::CanBus)
+                << Q_FUNC_INFO << "Invalid length" << length << "in the stream, buffer cleared";
+            m_consumed = m_buffer.size();
+            break;
+        }
+        if (length + s_idSize >= m_buffer.size() - m_consumed) {
+            LogFormatter(0, Log::CanBus)
+                << Q_FUNC_INFO << "Not enough data for current dlc"
+                << QString::asprintf("0x%02x 0x%02x", id, static_cast<unsigned>(length));
+            break;
+        }
+        const char *const pData = pRecord + s_headSize;
+        LogFormatter(0, Log::CanBus)
+            << Q_FUNC_INFO << "new CanFrame:"
+            << QString::asprintf("0x%02x 0x%02x", id, static_cast<unsigned>(length))
+            << QByteArray::fromRawData(pData, length).toHex();
+        m_frame.setId(id);
+        m_frame.overwriteData(pData, pData + length);
+        m_consumed += s_headSize + length; // first: whoever hears the frame may close and reopen
+        Q_EMIT frameReceived(m_frame);
+        if (!pThis)
+            return;
+    }
+    m_buffer.remove(0, m_consumed);
+    m_consumed = 0;
+    m_isReading = false;
+    if (!m_buffer.isEmpty())
+        LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "Not enough data:" << m_buffer.size();
+}
+
+Multiport *CanInterface_Multiport::multiport() const
+{
+    return gHardwareEnv ? gHardwareEnv->multiport() : nullptr;
+}
+
+void CanInterface_Multiport::listenTo(Multiport *pMultiport)
+{
+    if (!pMultiport || pMultiport == m_pHeard)
+        return;
+    if (m_pHeard)
+        disconnect(m_pHeard, nullptr, this, nullptr);
+    m_pHeard = pMultiport;
+    connect(pMultiport, &Multiport::newDataOnCanBus, this, &CanInterface_Multiport::readFromCan);
+}

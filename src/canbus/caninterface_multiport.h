@@ -1,0 +1,53 @@
+#ifndef CANINTERFACE_MULTIPORT_H
+#define CANINTERFACE_MULTIPORT_H
+
+#include "canbus/abstractcaninterface.h"
+
+#include <QByteArray>
+#include <QPointer>
+
+class Multiport;
+
+/// The machine's CAN bus, which the multiport server relays as a stream of bytes: for each frame
+/// the identifier (4 bytes, big-endian), the number of data bytes (1 byte), the data. Uses the
+/// client of the environment; the client borrows nothing of this.
+class VYHARDWARE1_EXPORT CanInterface_Multiport : public AbstractCanInterface
+{
+    Q_OBJECT
+
+public:
+    explicit CanInterface_Multiport(QObject *pParent);
+
+    /// False, with a log line, without a client and when the channel is open already. The name is
+    /// not used. Forgets bytes of a frame that was not whole.
+    bool openInterface(const QString &name) override;
+    /// False without a client.
+    bool closeInterface() override;
+    bool isOpen() const override;
+    using AbstractCanInterface::writeToCan;
+    /// False when the link is down; the frame is then not sent later either.
+    bool writeToCan(const CanFrame &frame) override;
+
+public Q_SLOTS:
+    /// Bytes of the stream, cut anywhere. What a frame lacks comes with a later delivery; a length
+    /// of 128 or more cannot be meant and empties the buffer. A delivery that comes while a frame
+    /// is being handled waits for its turn.
+    void readFromCan(const QByteArray &bytes);
+
+Q_SIGNALS:
+    /// Every frame of the stream, not filtered yet; feeds onFrameReceived(). Applications want
+    /// AbstractCanInterface::frameReceived.
+    void frameReceived(const CanFrame &frame);
+
+private:
+    Multiport *multiport() const;
+    void listenTo(Multiport *pMultiport);
+
+    QByteArray m_buffer;
+    CanFrame m_frame;   ///< the one that was read last; its memory is used again
+    int m_consumed = 0; ///< bytes at the buffer's beginning whose frames have been emitted
+    bool m_isReading = false;
+    QPointer<Multiport> m_pHeard; ///< whose bytes we get
+};
+
+#endif // CANINTERFACE_MULTIPORT_H

@@ -1,0 +1,52 @@
+#include "canbus/vycanframe.h"
+
+#include "logformatter.h"
+
+namespace {
+
+constexpr int s_headerSize = 5; ///< start byte, command, length
+
+bool beginsMessage(const CanFrame &frame)
+{
+    return VYCanFrame::isFirstFrame(frame) && frame.dataSize() > 0 &&
+           frame.data().first() == VYCanFrame::StartByte;
+}
+
+int shortAt(const CanFrame &frame, int index)
+{
+    return frame.data().at(index) << 8 | frame.data().at(index + 1);
+}
+
+} // namespace
+
+int VYCanFrame::messageCommandInFirstFrame(const CanFrame &frame)
+{
+    if (!beginsMessage(frame)) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message DataLength Unknown";
+        return -1;
+    }
+    if (frame.dataSize() < s_headerSize) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message incomplete";
+        return -1;
+    }
+    return shortAt(frame, 1);
+}
+
+int VYCanFrame::messageDataLengthInFirstFrame(const CanFrame &frame)
+{
+    if (!beginsMessage(frame)) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message DataLength Unknown";
+        return -1;
+    }
+    const int command = messageCommandInFirstFrame(frame);
+    if (command == 1 || command == 2) {
+        LogFormatter(4, Log::CanBus)
+            << Q_FUNC_INFO << "VY Message DataLength field Not present (but fixed)";
+        return 2;
+    }
+    if (frame.dataSize() < s_headerSize) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message incomplete";
+        return -1;
+    }
+    return shortAt(frame, 3);
+}
