@@ -1,8 +1,8 @@
 #ifndef TESTMACHINE_H
 #define TESTMACHINE_H
 
+#include "environment/environmentfakes.h"
 #include "hardwareenvironment.h"
-#include "hardwaresettings.h"
 
 /// While it lives, gHardwareEnv is a machine of this model and subtype; nothing is started.
 class TestMachine
@@ -18,7 +18,7 @@ public:
     HardwareEnvironment &environment() { return m_environment; }
 
 private:
-    HardwareSettings m_settings;
+    TestSettings m_settings;
     HardwareEnvironment m_environment;
 };
 
