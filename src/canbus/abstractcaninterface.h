@@ -36,7 +36,7 @@ public:
     bool isSimulated() const { return m_isSimulated; }
 
     /// Empty until the interface is opened with a name.
-    QString interfaceName() const { return m_interfaceName; }
+    const QString &interfaceName() const { return m_interfaceName; }
 
     /// Writes a line to the rotating log, whether isLogInFile() or not is for the caller to ask.
     void logFrame(const CanFrame &frame, bool isReceived, const QString &comment);

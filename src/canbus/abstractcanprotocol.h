@@ -83,7 +83,7 @@ protected:
                                   const CanMessage &reply);
     virtual bool resend(CanBusChannel *pChannel);
     virtual bool sendMessage(QSharedPointer<const CanMessage> pMessage, CanBusChannel *pChannel);
-    /// For the log.
+    /// For the log, and therefore only called while that is on.
     virtual CanFrame decodeMessageHeader(const CanFrame &frame) const = 0;
     /// The place of the message that the frame continues; -1 when it continues none.
     virtual int findMatchingIncompleteMessage(const CanFrame &frame) const;

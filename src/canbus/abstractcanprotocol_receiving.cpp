@@ -45,8 +45,8 @@ void forgetSharedMessage(CanBusChannel *pChannel)
 void AbstractCanProtocol::processIncomingFrame(const CanFrame &frame)
 {
     LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "data" << frame.dataToString();
-    const CanFrame header = decodeMessageHeader(frame);
-    LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "header" << QString::number(header.id(), 16);
+    LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "header"
+                                 << QString::number(decodeMessageHeader(frame).id(), 16);
     if (m_pInterface && m_pInterface->interfaceName() == QLatin1String("canBus.txt"))
         m_pInterface->traceFile(frame, true, QStringLiteral("->SimulatedIncomingFrame"));
     if (!isFrameAccepted(frame))

@@ -3,6 +3,8 @@
 #include "canbus/abstractcanprotocol.h"
 #include "canbus/canbusnode.h"
 
+#include <QDateTime>
+
 #include <algorithm>
 
 QMap<int, CanBusChannel *> CanBusChannel::s_channels;
@@ -58,7 +60,12 @@ void CanBusChannel::setIsWaitingForAnswer(bool isWaiting)
 void CanBusChannel::setLastMessageSent(const Message &pMessage)
 {
     m_pLastMessageSent = pMessage;
-    m_lastSendTime = QTime::currentTime();
+    m_lastSendMs = QDateTime::currentMSecsSinceEpoch();
+}
+
+QTime CanBusChannel::lastSendTime() const
+{
+    return m_lastSendMs < 0 ? QTime() : QDateTime::fromMSecsSinceEpoch(m_lastSendMs).time();
 }
 
 void CanBusChannel::setNode(CanBusNode *pNode)

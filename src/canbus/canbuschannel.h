@@ -60,7 +60,7 @@ public:
     /// Keeps the message for answers and resends, and notes the time.
     void setLastMessageSent(const Message &pMessage);
     const Message &lastMessageSent() const { return m_pLastMessageSent; }
-    QTime lastSendTime() const { return m_lastSendTime; } ///< null before the first
+    QTime lastSendTime() const; ///< local time; null before the first
     /// No later answer matches any more.
     void resetLastCommandMessageSent() { m_pLastMessageSent = m_pResetPlaceholder; }
 
@@ -93,7 +93,7 @@ private:
     bool m_isWaitingForAnswer = false;
     bool m_isLoopBack = false;
     int m_resendCounter = 0;
-    QTime m_lastSendTime;
+    qint64 m_lastSendMs = -1; ///< since 1970; what time of day that is costs more than a message
     QTimer m_answerTimer{this};
     Message m_pLastMessageSent = Message::create();
     QSharedPointer<CanMessage> m_pResetPlaceholder = QSharedPointer<CanMessage>::create(0xFFFF, -1);
