@@ -12,13 +12,20 @@ namespace {
 constexpr quint16 s_initialReading = 80; ///< mm; no cup at any sensibility
 constexpr qint64 s_longestLine = 4096;   ///< bytes, chosen here; more of a line is not read
 
+bool isFieldCut(const QByteArray &line, QFile &file)
+{
+    if (line.size() < s_longestLine - 1 || line.endsWith('\n'))
+        return false;
+    const QByteArray next = file.peek(1); // empty at the end of the file
+    return !next.isEmpty() && !QByteArray("\r\n\t ").contains(next);
+}
+
 /// Of a line that is too long, the fields that are there whole; one that begins with a field longer
 /// than that is no number.
 QByteArray readFirstLine(QFile &file)
 {
     QByteArray line = file.seek(0) ? file.readLine(s_longestLine) : QByteArray();
-    const bool isCut = line.size() == s_longestLine - 1 && !line.endsWith('\n') && !file.atEnd();
-    if (!isCut)
+    if (!isFieldCut(line, file))
         return line;
     const int lastBlank = qMax(line.lastIndexOf(' '), line.lastIndexOf('\t'));
     return lastBlank >= 0 ? line.left(lastBlank + 1) : QByteArray("(too long)");

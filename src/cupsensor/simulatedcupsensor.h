@@ -8,8 +8,7 @@
 /// A cup sensor for machines and desks without one. Its reading behaves like a distance in mm: a
 /// cup is present at or below the threshold of the sensibility. The environment variable
 /// VY_CUP_SENSOR_SIMULATION_FILE chooses at construction where readings come from:
-/// - set: from that file, which is read again at each poll, and the carrier's position from the
-/// file
+/// - set: from that file, which is read again at each poll, and the carrier's position from the one
 ///   with ".cc" behind its name. Only the first number of the first line counts. The files stay
 ///   open: a tool rewrites them in place, since one that replaces them by renaming is not seen.
 /// - not set, or the file is no regular file that can be opened: from the user interface, through

@@ -160,8 +160,36 @@ const LineCase s_lineCases[] = {
     {"LineEndBeforeTheNumber", "\n42\n", s_fallback, s_noField},
     {"BlanksAlone", "  \t ", s_fallback, s_noField},
     {"BlanksAndLineEnd", "  \t \n42", s_fallback, s_noField},
+    {"CarriageReturnAndLineEndAlone", "\r\n", s_fallback, s_noField},
+    {"CarriageReturnAndLineEndBeforeTheNumber", "\r\n42\r\n", s_fallback, s_noField},
+    {"ByteOrderMark",
+     "\xef\xbb\xbf"
+     "42\n",
+     42, nullptr},
+    {"ByteOrderMarkAlone", "\xef\xbb\xbf", s_fallback, s_noField},
 };
 INSTANTIATE_TEST_SUITE_P(Rows, SimulatedCupSensorLines, ::testing::ValuesIn(s_lineCases), caseName);
+
+// No more than 4095 bytes of a line are read. A number is taken when it is there whole.
+const LineCase s_endCases[] = {
+    {"EndsAtByte4094", QByteArray(4092, ' ') + "42", 42, nullptr},
+    {"EndsAtByte4095", QByteArray(4093, ' ') + "42", 42, nullptr},
+    {"EndsAtByte4096", QByteArray(4094, ' ') + "42", s_fallback, s_noField},
+    {"LineEndAtByte4094", QByteArray(4091, ' ') + "42\n", 42, nullptr},
+    {"LineEndAtByte4095", QByteArray(4092, ' ') + "42\n", 42, nullptr},
+    {"LineEndAtByte4096", QByteArray(4093, ' ') + "42\n", 42, nullptr},
+    {"LineEndAtByte4097", QByteArray(4094, ' ') + "42\n", s_fallback, s_noField},
+    {"CarriageReturnAtByte4096", QByteArray(4093, ' ') + "42\r\n", 42, nullptr},
+    {"BlankAtByte4096", QByteArray(4093, ' ') + "42 7\n", 42, nullptr},
+    {"TabAtByte4096", QByteArray(4093, ' ') + "42\t7\n", 42, nullptr},
+    {"DigitAtByte4096", QByteArray(4093, ' ') + "421\n", s_fallback, s_noField},
+    {"NumberFirstAndAFieldThatIsCut", "42 " + QByteArray(5000, 'x') + "\n", 42, nullptr},
+    {"NumberThatFillsTheLine", QByteArray(4093, '0') + "42\n", 42, nullptr},
+    {"NumberLongerThanTheLine", QByteArray(4094, '0') + "42\n", s_fallback, s_noNumber},
+    {"BlanksAlone", QByteArray(4096, ' ') + '\n', s_fallback, s_noField},
+};
+INSTANTIATE_TEST_SUITE_P(LongLines, SimulatedCupSensorLines, ::testing::ValuesIn(s_endCases),
+                         caseName);
 
 TEST_F(SimulatedCupSensorFilesTest, FileIsReadAgainAtEachPoll)
 {
