@@ -9,6 +9,24 @@
 #include <QThread>
 #include <QtConcurrent>
 
+namespace {
+
+/// What is logged when it is set; null for a number that names no sensibility.
+const char *textOf(AbstractCupSensor::CupSensorSensibility sensibility)
+{
+    switch (sensibility) {
+    case AbstractCupSensor::SensibilityHigh:
+        return "AbstractCupSensor: Setting high sensibility";
+    case AbstractCupSensor::SensibilityMedium:
+        return "AbstractCupSensor: Setting medium sensibility";
+    case AbstractCupSensor::SensibilityLow:
+        return "AbstractCupSensor: Setting low sensibility";
+    }
+    return nullptr;
+}
+
+} // namespace
+
 std::atomic<bool> AbstractCupSensor::s_isFirstReading = true;
 
 AbstractCupSensor::AbstractCupSensor(QObject *pParent, CupSensorType type, bool isPollingSensor)
@@ -30,22 +48,14 @@ AbstractCupSensor::~AbstractCupSensor() = default;
 
 void AbstractCupSensor::setSensibility(CupSensorSensibility sensibility)
 {
-    switch (sensibility) {
-    case SensibilityHigh:
-        LogFormatter(1, Log::Hardware) << "AbstractCupSensor: Setting high sensibility";
-        break;
-    case SensibilityMedium:
-        LogFormatter(1, Log::Hardware) << "AbstractCupSensor: Setting medium sensibility";
-        break;
-    case SensibilityLow:
-        LogFormatter(1, Log::Hardware) << "AbstractCupSensor: Setting low sensibility";
-        break;
-    default: // a number that names no sensibility
+    const char *const pText = textOf(sensibility);
+    if (pText == nullptr) {
         LogFormatter(4, Log::Hardware)
             << Q_FUNC_INFO
             << QStringLiteral(": Invalid value %1").arg(static_cast<int>(sensibility));
         return;
     }
+    LogFormatter(1, Log::Hardware) << pText;
     if (m_sensibility == sensibility)
         return;
     m_sensibility = sensibility;

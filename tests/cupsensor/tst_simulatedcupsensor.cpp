@@ -160,6 +160,17 @@ TEST(SimulatedCupSensorTest, FollowsTheUserInterfaceWithoutAFile)
     }
 }
 
+// Made as a polling sensor, it stays connected to its own signal when polling is switched off.
+TEST(SimulatedCupSensorTest, HandlesItsOwnRawValueChangedThoughTheUserInterfaceIsFollowed)
+{
+    const ScopedVariable variable("VY_CUP_SENSOR_SIMULATION_FILE");
+    SimulatedCupSensor sensor;
+    ASSERT_FALSE(sensor.isPollingSensor());
+    Q_EMIT sensor.rawValueChanged(42);
+    EXPECT_EQ(sensor.rawValue(), 42);
+    EXPECT_TRUE(sensor.isCupPresent());
+}
+
 // -- from a file ----------------------------------------------------------------------------------
 
 TEST(SimulatedCupSensorTest, FollowsTheFilesThatTheVariableNames)
