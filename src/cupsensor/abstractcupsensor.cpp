@@ -178,6 +178,10 @@ void AbstractCupSensor::setRawValue(quint16 value)
 /// On a thread of the pool. What the device gives is handed on whether it failed or not.
 bool AbstractCupSensor::updateLoop()
 {
+    // The pool was full until the loop was stopped: waiting for a job that has not begun runs it on
+    // the waiting thread.
+    if (!m_isLoopRunning && QThread::currentThread() == thread())
+        return true;
     for (;;) {
         QElapsedTimer elapsed;
         elapsed.start();

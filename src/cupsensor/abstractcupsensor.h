@@ -72,9 +72,17 @@ public:
     bool isPollingSensor() const { return m_isPollingSensor; }
     bool isMeasureLoopRunning() const { return m_isLoopRunning; }
 
-    /// These three do nothing and return true for a sensor that is not polled.
+    bool isFirstValueRead() const { return m_isFirstValueRead; } ///< the loop has polled once
+
+    // These three do nothing and return true for a sensor that is not polled.
+
+    /// The loop keeps a thread of the global pool as long as it runs. While the pool is full it
+    /// waits for one; its first poll comes as soon as it has it.
     bool startMeasureLoop();
-    bool stopMeasureLoop(); ///< blocks until the loop has ended: at most one period and one read
+
+    /// In the sensor's thread. Blocks until the loop has ended: at most one period and one read. A
+    /// loop that still waits for a thread of the pool ends at once, without a read.
+    bool stopMeasureLoop();
 
     /// Reads the device once, unless the loop runs; false, with the reading as it was, when that
     /// fails. Writes no value file and emits no rawValueChanged().

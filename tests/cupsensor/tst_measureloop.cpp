@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QRunnable>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
@@ -21,6 +22,7 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -165,7 +167,8 @@ TEST_F(MeasureLoopTest, StopLogsBeforeAndAfterItsWait)
     ASSERT_EQ(log.records().size(), 2);
     EXPECT_EQ(log.texts().constFirst().toStdString(),
               "bool AbstractCupSensor::stopMeasureLoop() : Waiting for read thread...");
-    EXPECT_TRUE(log.texts().constLast().endsWith(QStringLiteral(": Got it")));
+    EXPECT_EQ(log.texts().constLast().toStdString(),
+              "bool AbstractCupSensor::stopMeasureLoop() : Got it");
     EXPECT_EQ(log.count(": Waiting for read thread...", 1, Log::Hardware), 1);
     EXPECT_EQ(log.count(": Got it", 1, Log::Hardware), 1);
 }
@@ -200,15 +203,22 @@ TEST_F(MeasureLoopTest, StopWaitsForTheReadAndItsReadingIsStillEmitted)
     const ThreadSpy raw(&sensor, &AbstractCupSensor::rawValueChanged);
     sensor.startMeasureLoop();
     ASSERT_TRUE(isReading.tryAcquire(1, s_waitMs));
+    const LogSpy log;
+    int gotItTooEarly = 0;
     std::thread helper([&] {
+        while (log.count(": Waiting for read thread...") == 0)
+            std::this_thread::sleep_for(1ms);
         std::this_thread::sleep_for(50ms);
+        gotItTooEarly = log.count(": Got it");
         mayGoOn.release();
     });
     EXPECT_TRUE(sensor.stopMeasureLoop());
     EXPECT_TRUE(isRead);
+    EXPECT_EQ(log.count(": Got it"), 1);
     EXPECT_EQ(raw.count(), 1);
     EXPECT_EQ(isReading.available(), 0); // it has not read again
     helper.join();
+    EXPECT_EQ(gotItTooEarly, 0);
 }
 
 TEST_F(MeasureLoopTest, StopWaitsForOnePeriodAtMost)
@@ -221,6 +231,123 @@ TEST_F(MeasureLoopTest, StopWaitsForOnePeriodAtMost)
     sensor.stopMeasureLoop();
     EXPECT_LT(timer.elapsed(), 300 + 150); // what the system may add
     EXPECT_EQ(reads, 1);
+}
+
+TEST_F(MeasureLoopTest, EachReadIsEmittedTheLastOneToo)
+{
+    for (int i = 0; i < 50; ++i) {
+        FakeCupSensor sensor(1, device());
+        const ThreadSpy raw(&sensor, &AbstractCupSensor::rawValueChanged);
+        const int readsBefore = reads;
+        EXPECT_FALSE(sensor.isFirstValueRead());
+        sensor.startMeasureLoop();
+        while (reads == readsBefore)
+            std::this_thread::yield();
+        sensor.stopMeasureLoop();
+        EXPECT_GE(raw.count(), 1);
+        EXPECT_EQ(raw.count(), reads - readsBefore);
+        EXPECT_TRUE(sensor.isFirstValueRead());
+    }
+}
+
+TEST_F(MeasureLoopTest, ForcedUpdateIsNoPoll)
+{
+    FakeCupSensor sensor(5, device());
+    sensor.updateFromDevice();
+    sensor.onRawValueChangedFromProtocol(1);
+    EXPECT_FALSE(sensor.isFirstValueRead());
+}
+
+// -- a pool without a free thread -----------------------------------------------------------------
+
+namespace {
+
+/// Another job keeps the pool's only thread until it is let go.
+class FullPool
+{
+public:
+    FullPool()
+    {
+        m_pool.setMaxThreadCount(1);
+        m_pool.start(new Job(this));
+        EXPECT_TRUE(m_isRunning.tryAcquire(1, s_waitMs));
+    }
+    ~FullPool()
+    {
+        letGo();
+        m_pool.waitForDone();
+        m_pool.setMaxThreadCount(m_threadsBefore);
+    }
+    Q_DISABLE_COPY_MOVE(FullPool)
+
+    void letGo() { m_mayEnd.release(); }
+
+private:
+    class Job : public QRunnable
+    {
+    public:
+        explicit Job(FullPool *pOwner)
+            : m_pOwner(pOwner)
+        {
+        }
+        void run() override
+        {
+            m_pOwner->m_isRunning.release();
+            m_pOwner->m_mayEnd.acquire();
+        }
+
+    private:
+        FullPool *m_pOwner;
+    };
+
+    QThreadPool &m_pool = *QThreadPool::globalInstance();
+    const int m_threadsBefore = m_pool.maxThreadCount();
+    QSemaphore m_isRunning;
+    QSemaphore m_mayEnd;
+};
+
+} // namespace
+
+TEST_F(MeasureLoopTest, LoopThatStillWaitsForAThreadIsStoppedAtOnceWithoutARead)
+{
+    alarm(20); // ends the process where the stop waits for the other job
+    FakeCupSensor sensor(1000, device());
+    const ThreadSpy raw(&sensor, &AbstractCupSensor::rawValueChanged);
+    {
+        FullPool pool;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(sensor.startMeasureLoop());
+            EXPECT_TRUE(sensor.isMeasureLoopRunning());
+            const LogSpy log;
+            EXPECT_TRUE(sensor.stopMeasureLoop());
+            EXPECT_FALSE(sensor.isMeasureLoopRunning());
+            EXPECT_EQ(log.count(": Waiting for read thread...", 1, Log::Hardware), 1);
+            EXPECT_EQ(log.count(": Got it", 1, Log::Hardware), 1);
+        }
+    }
+    EXPECT_EQ(reads, 0); // not by the job that was queued either, now that there is a thread
+    EXPECT_EQ(raw.count(), 0);
+    EXPECT_FALSE(sensor.isFirstValueRead());
+
+    sensor.startMeasureLoop();
+    EXPECT_TRUE(waitForReads(1));
+    EXPECT_EQ(deviceThreads().count(QThread::currentThread()), 0U);
+    sensor.stopMeasureLoop();
+    alarm(0);
+}
+
+TEST_F(MeasureLoopTest, LoopPollsAsSoonAsThePoolHasAThreadForIt)
+{
+    FullPool pool;
+    FakeCupSensor sensor(1, device());
+    sensor.startMeasureLoop();
+    QTest::qWait(30);
+    EXPECT_EQ(reads, 0);
+    EXPECT_TRUE(sensor.isMeasureLoopRunning());
+    pool.letGo();
+    EXPECT_TRUE(waitForReads(2));
+    sensor.stopMeasureLoop();
+    EXPECT_EQ(deviceThreads().count(QThread::currentThread()), 0U);
 }
 
 // -- the rhythm of the loop -----------------------------------------------------------------------
@@ -479,6 +606,16 @@ const ForcedCase s_forcedCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Rows, MeasureLoopForcedUpdates, ::testing::ValuesIn(s_forcedCases),
                          caseName);
+
+TEST_F(MeasureLoopTest, ForcedUpdateStoresTheReadingBeforeItSignals)
+{
+    FakeCupSensor sensor(1000, device());
+    std::vector<quint16> seen;
+    QObject::connect(&sensor, &AbstractCupSensor::cupPresenceChanged, &sensor,
+                     [&] { seen.push_back(sensor.rawValue()); });
+    EXPECT_TRUE(sensor.updateFromDevice());
+    EXPECT_EQ(seen, std::vector<quint16>{412});
+}
 
 TEST_F(MeasureLoopTest, ForcedUpdateThatFailsIsLoggedAndKeepsTheReading)
 {
