@@ -9,7 +9,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QRunnable>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
@@ -22,7 +21,6 @@
 #include <mutex>
 #include <set>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -256,98 +254,6 @@ TEST_F(MeasureLoopTest, ForcedUpdateIsNoPoll)
     sensor.updateFromDevice();
     sensor.onRawValueChangedFromProtocol(1);
     EXPECT_FALSE(sensor.isFirstValueRead());
-}
-
-// -- a pool without a free thread -----------------------------------------------------------------
-
-namespace {
-
-/// Another job keeps the pool's only thread until it is let go.
-class FullPool
-{
-public:
-    FullPool()
-    {
-        m_pool.setMaxThreadCount(1);
-        m_pool.start(new Job(this));
-        EXPECT_TRUE(m_isRunning.tryAcquire(1, s_waitMs));
-    }
-    ~FullPool()
-    {
-        letGo();
-        m_pool.waitForDone();
-        m_pool.setMaxThreadCount(m_threadsBefore);
-    }
-    Q_DISABLE_COPY_MOVE(FullPool)
-
-    void letGo() { m_mayEnd.release(); }
-
-private:
-    class Job : public QRunnable
-    {
-    public:
-        explicit Job(FullPool *pOwner)
-            : m_pOwner(pOwner)
-        {
-        }
-        void run() override
-        {
-            m_pOwner->m_isRunning.release();
-            m_pOwner->m_mayEnd.acquire();
-        }
-
-    private:
-        FullPool *m_pOwner;
-    };
-
-    QThreadPool &m_pool = *QThreadPool::globalInstance();
-    const int m_threadsBefore = m_pool.maxThreadCount();
-    QSemaphore m_isRunning;
-    QSemaphore m_mayEnd;
-};
-
-} // namespace
-
-TEST_F(MeasureLoopTest, LoopThatStillWaitsForAThreadIsStoppedAtOnceWithoutARead)
-{
-    alarm(20); // ends the process where the stop waits for the other job
-    FakeCupSensor sensor(1000, device());
-    const ThreadSpy raw(&sensor, &AbstractCupSensor::rawValueChanged);
-    {
-        FullPool pool;
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_TRUE(sensor.startMeasureLoop());
-            EXPECT_TRUE(sensor.isMeasureLoopRunning());
-            const LogSpy log;
-            EXPECT_TRUE(sensor.stopMeasureLoop());
-            EXPECT_FALSE(sensor.isMeasureLoopRunning());
-            EXPECT_EQ(log.count(": Waiting for read thread...", 1, Log::Hardware), 1);
-            EXPECT_EQ(log.count(": Got it", 1, Log::Hardware), 1);
-        }
-    }
-    EXPECT_EQ(reads, 0); // not by the job that was queued either, now that there is a thread
-    EXPECT_EQ(raw.count(), 0);
-    EXPECT_FALSE(sensor.isFirstValueRead());
-
-    sensor.startMeasureLoop();
-    EXPECT_TRUE(waitForReads(1));
-    EXPECT_EQ(deviceThreads().count(QThread::currentThread()), 0U);
-    sensor.stopMeasureLoop();
-    alarm(0);
-}
-
-TEST_F(MeasureLoopTest, LoopPollsAsSoonAsThePoolHasAThreadForIt)
-{
-    FullPool pool;
-    FakeCupSensor sensor(1, device());
-    sensor.startMeasureLoop();
-    QTest::qWait(30);
-    EXPECT_EQ(reads, 0);
-    EXPECT_TRUE(sensor.isMeasureLoopRunning());
-    pool.letGo();
-    EXPECT_TRUE(waitForReads(2));
-    sensor.stopMeasureLoop();
-    EXPECT_EQ(deviceThreads().count(QThread::currentThread()), 0U);
 }
 
 // -- the rhythm of the loop -----------------------------------------------------------------------
