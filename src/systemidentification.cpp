@@ -50,13 +50,12 @@ VersionNumber HardwareEnvironment::systemKeyVersion()
     }
     const QString version = QString(parts.at(1)).replace(QLatin1Char('-'), QLatin1Char('.'));
     const VersionNumber number(version);
-    if (version.split(QLatin1Char('.')).size() != 4) {
+    if (version.split(QLatin1Char('.')).size() != 4 || number.size() != 4) {
         LogFormatter(4, Log::Machine)
             << Q_FUNC_INFO << "Invalid version string format:" << quoted(version);
         return {};
     }
-    if (number.size() == 4) // four parts that are not all numbers are no version
-        s_version = number;
+    s_version = number;
     return s_version;
 }
 

@@ -155,6 +155,18 @@ const KeyCase s_keyCases[] = {
     {"Latin1", "\xE9\xFF core_1-0-15-1\n", "1.0.15.1", true},
     {"NulEndsTheLine", bytes("core_1-0-15-1\0-7_8\n"), "1.0.15.1", true},
     {"NulCutsTheWordOff", bytes("co\0re_9-9-9-9\ncore_1-0-15-1\n"), "1.0.15.1", true},
+    {"ByteOrderMark",
+     "\xEF\xBB\xBF"
+     "core_1-0-15-1\n",
+     "1.0.15.1", true},
+    {"LineEndsAlone", "\r\n\r\ncore_1-0-15-1\r\n", "1.0.15.1", true},
+    {"Behind4094Bytes", QByteArray(4094, 'x') + "\ncore_1-0-15-1\n", "1.0.15.1", true},
+    {"Behind4095Bytes", QByteArray(4095, 'x') + "\ncore_1-0-15-1\n", "1.0.15.1", true},
+    {"Behind4096Bytes", QByteArray(4096, 'x') + "\ncore_1-0-15-1\n", "1.0.15.1", true},
+    {"Behind65534Bytes", QByteArray(65534, 'x') + "\ncore_1-0-15-1\n", "1.0.15.1", true},
+    {"Behind65535Bytes", QByteArray(65535, 'x') + "\ncore_1-0-15-1\n", "1.0.15.1", true},
+    {"Behind65536Bytes", QByteArray(65536, 'x') + "\ncore_1-0-15-1\n", "1.0.15.1", true},
+    {"BehindARowOf1MiB", QByteArray(s_mebibyte, 'x') + "\ncore_1-0-15-1\n", "1.0.15.1", true},
     {"NulBeforeTheWord", bytes("x\0core_9-9-9-9\ncore_1-0-15-1\n"), "1.0.15.1", true},
 };
 INSTANTIATE_TEST_SUITE_P(Files, SystemKeyVersions, ::testing::ValuesIn(s_keyCases), caseName);
@@ -200,6 +212,11 @@ const BadKeyCase s_badKeyCases[] = {
     {"FiveComponents", "core_1-0-15-1-2\n", "1[-.]0[-.]15[-.]1[-.]2"},
     {"OneComponent", "core_1\n", "1"},
     {"NoValue", "core_\n", ""},
+    {"LastPartIsALetter", "core_1-0-15-x\n", "1[-.]0[-.]15[-.]x"},
+    {"OnlyTheFirstPartIsANumber", "core_2-x-x-x\n", "2[-.]x[-.]x[-.]x"},
+    {"PartInTheMiddleIsALetter", "core_1-x-15-1\n", "1[-.]x[-.]15[-.]1"},
+    {"FourLetters", "core_a-b-c-d\n", "a[-.]b[-.]c[-.]d"},
+    {"EmptyPart", "core_1--15-1\n", "1[-.][-.]15[-.]1"},
     {"FirstIsMalformed", "core_1-0-15\ncore_1-0-15-1\n", "1[-.]0[-.]15"},
     {"NulInTheVersion", bytes("core_1-0\0-15-1\n"), "1[-.]0"},
 };
@@ -229,11 +246,13 @@ TEST_F(SystemIdentificationTest, MalformedLineIsToldWithTheSignature)
               "format: \"core 1-0-15-1\"");
 }
 
-TEST_F(SystemIdentificationTest, FourPartsThatAreNoNumbersAreEmptyAndNotCached)
+TEST_F(SystemIdentificationTest, FourPartsThatAreNotAllNumbersAreEmptyAndNotCached)
 {
-    write("core_a-b-c-d\n");
-    EXPECT_EQ(HardwareEnvironment::systemKeyVersion().size(), 0);
-    EXPECT_FALSE(hasCpuInfoUpdated());
+    for (const char *const pContent : {"core_a-b-c-d\n", "core_1-0-15-x\n", "core_2-x-x-x\n"}) {
+        write(pContent);
+        EXPECT_EQ(HardwareEnvironment::systemKeyVersion().size(), 0);
+        EXPECT_FALSE(hasCpuInfoUpdated());
+    }
     write("core_1-0-15-1\n");
     EXPECT_EQ(version(), "1.0.15.1");
 }
@@ -258,6 +277,8 @@ const KeyCase s_noCoreCases[] = {
     {"NoCoreLine", "kernel_4-9-0-1\nrootfs_1-0-15-1\n", "", false},
     {"Empty", "", "", false},
     {"Newlines", "\n\n\n", "", false},
+    {"CarriageReturnAndLineEndAlone", "\r\n", "", false},
+    {"ByteOrderMarkAlone", "\xEF\xBB\xBF", "", false},
     {"OtherCase", "Core_1-0-15-1\nCORE_1-0-15-1", "", false},
     {"LineThatBeginsWithNul", bytes("kernel_1\n\0x\ncore_1-0-15-1\n"), "", false},
     {"NulAlone", bytes("\0"), "", false},
@@ -277,6 +298,17 @@ TEST_F(SystemIdentificationTest, GoodVersionIsKeptThoughTheFileChanges)
     const LogSpy log;
     EXPECT_EQ(version(), "1.0.14.9");
     EXPECT_TRUE(log.texts().isEmpty());
+}
+
+TEST_F(SystemIdentificationTest, FirstReaderMayBeTheQuestionForTheCpuInfo)
+{
+    write("core_1-0-15-1\n");
+    const LogSpy log;
+    EXPECT_TRUE(hasCpuInfoUpdated());
+    EXPECT_TRUE(log.texts().isEmpty());
+    ASSERT_TRUE(QFile::remove(path()));
+    EXPECT_TRUE(hasCpuInfoUpdated());
+    EXPECT_EQ(version(), "1.0.15.1");
 }
 
 TEST_F(SystemIdentificationTest, FailedReadIsNotCached)
@@ -482,6 +514,15 @@ const CpuInfoCase s_cpuInfoCases[] = {
     {"Empty", "", ""},
     {"NoNewline", "Revision\t: a02082", "a02082"},
     {"CarriageReturn", "Hardware : x\r\nRevision\t: a02082\r\nSerial : 1\r\n", "a02082"},
+    {"CarriageReturnAndLineEndAlone", "\r\n", ""},
+    {"ByteOrderMark",
+     "\xEF\xBB\xBF"
+     "Revision : a02082\n",
+     "a02082"},
+    {"Behind4094Bytes", QByteArray(4094, 'x') + "\nRevision : a02082\n", "a02082"},
+    {"Behind4095Bytes", QByteArray(4095, 'x') + "\nRevision : a02082\n", "a02082"},
+    {"Behind4096Bytes", QByteArray(4096, 'x') + "\nRevision : a02082\n", "a02082"},
+    {"BehindARowOf1MiB", QByteArray(s_mebibyte, 'x') + "\nRevision : a02082\n", "a02082"},
     {"NulBehindTheValue", bytes("Revision : a02082\0junk\n"), "a02082"},
     {"NulEndsTheText", bytes("Hardware : x\0\nRevision : a02082\n"), ""},
     {"NulFirst", bytes("\0Revision : a02082\n"), ""},
