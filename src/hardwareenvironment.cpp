@@ -356,7 +356,7 @@ void HardwareEnvironment::setMultiport(Multiport *pMultiport)
     Multiport *const pOld = m_pMultiport;
     m_pMultiport = pMultiport;
     if (pOld != nullptr && pOld->parent() == this)
-        delete pOld;
+        pOld->deleteLater(); // this may run in a slot of its signal
     Q_EMIT multiportChanged();
 }
 

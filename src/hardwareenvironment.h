@@ -161,7 +161,7 @@ public:
 
     AbstractHardwareController *hardwareController() const { return m_pHardwareController; }
     Multiport *multiport() const { return m_pMultiport; } ///< null until the module is instantiated
-    /// The old client is deleted if it is the environment's child.
+    /// The old client is deleted by the event loop if it is the environment's child.
     void setMultiport(Multiport *pMultiport);
 
     /// False when there is a sensor already, or for a type that cannot be made (all but 2 and 4).

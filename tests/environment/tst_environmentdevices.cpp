@@ -373,6 +373,36 @@ TEST(EnvironmentDevicesTest, SetMultiportDeletesTheEnvironmentsOwnClientAlone)
     EXPECT_FALSE(pForeign.isNull());
 }
 
+TEST(EnvironmentDevicesTest, SetMultiportLeavesAClientThatIsJustSignallingToTheEventLoop)
+{
+    Machine machine;
+    machine.create(HardwareEnvironment::MultiportModule);
+    const QPointer<Multiport> pOld(machine.environment.multiport());
+    bool isThereAfterwards = false;
+    QObject::connect(pOld, &QObject::objectNameChanged, [&] {
+        machine.environment.setMultiport(nullptr);
+        isThereAfterwards = !pOld.isNull();
+    });
+    pOld->setObjectName(QStringLiteral("client")); // goes on in it when the slot is done
+    EXPECT_TRUE(isThereAfterwards);
+    EXPECT_EQ(machine.environment.multiport(), nullptr);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(pOld.isNull());
+}
+
+TEST(EnvironmentDevicesTest, ClientThatWaitsForItsDeletionGoesWithTheEnvironment)
+{
+    QPointer<Multiport> pOld;
+    {
+        Machine machine;
+        machine.create(HardwareEnvironment::MultiportModule);
+        pOld = machine.environment.multiport();
+        machine.environment.setMultiport(nullptr);
+    }
+    EXPECT_TRUE(pOld.isNull());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 // -- cup sensor -----------------------------------------------------------------------------------
 
 struct CupSensorCase
