@@ -99,7 +99,7 @@ TEST_P(EnvironmentListing, TellsWhatIsOn)
     EXPECT_EQ(texts, expected);
     EXPECT_EQ(log.count("[ ON  ]") + log.count("[ OFF ]"), 5); // NoHardwareModule is left out
     EXPECT_EQ(steps(log, s_instantiate), GetParam().pSteps);
-    EXPECT_EQ(log.count(s_instantiate, 0), log.count(s_instantiate));
+    EXPECT_EQ(log.count(s_instantiate, 0, Log::Hardware), log.count(s_instantiate));
     EXPECT_TRUE(asserts.records().isEmpty());
 
     EXPECT_NE(machine.controller(), nullptr);
@@ -196,6 +196,38 @@ TEST(EnvironmentModulesTest, ControllerIsMadeAfterTheListingAndBeforeTheModules)
     environment.unloadModules();
 }
 
+namespace {
+
+/// A controller that has something to tell while its digital outputs are made.
+class EarlyController : public BareController
+{
+public:
+    void createBoardDigitalIOController() override
+    {
+        Q_EMIT buttonPressed(1);
+        Q_EMIT buttonLongPressed(2);
+        Q_EMIT gpioRising(3);
+        Q_EMIT gpioFalling(4);
+    }
+};
+
+} // namespace
+
+TEST(EnvironmentModulesTest, ControllerIsConnectedBeforeItsDigitalOutputsAreMade)
+{
+    TestSettings settings([] { return new EarlyController; });
+    TestEnvironment environment(HardwareEnvironment::Corvel, &settings);
+    environment.setEnabledModules(HardwareEnvironment::BoardDigitalOutputModule);
+    std::vector<int> told;
+    const auto take = [&told](int number) { told.push_back(number); };
+    QObject::connect(&environment, &HardwareEnvironment::buttonPressed, take);
+    QObject::connect(&environment, &HardwareEnvironment::buttonLongPressed, take);
+    QObject::connect(&environment, &HardwareEnvironment::gpioRising, take);
+    QObject::connect(&environment, &HardwareEnvironment::gpioFalling, take);
+    environment.createEnvironment();
+    EXPECT_EQ(told, (std::vector<int>{1, 2, 3, 4}));
+}
+
 // -- controller's signals -------------------------------------------------------------------------
 
 struct RelayCase
@@ -249,7 +281,7 @@ TEST(EnvironmentModulesTest, UnloadsButtonsThenController)
     const LogSpy log;
     machine.environment.unloadModules();
     EXPECT_EQ(steps(log, s_unload), "unloading PhysicalButtons,unloading HardwareController");
-    EXPECT_EQ(log.count(s_unload, 0), 2);
+    EXPECT_EQ(log.count(s_unload, 0, Log::Hardware), 2);
     EXPECT_EQ(machine.controller(), nullptr);
     deliverDeferredDeletes();
     EXPECT_TRUE(pController.isNull());
@@ -357,6 +389,27 @@ TEST(EnvironmentModulesTest, SecondCreateEnablesNoButtonsAndNoClientAgain)
     }
     deliverDeferredDeletes();
     EXPECT_EQ(BareController::s_living, 0);
+}
+
+TEST(EnvironmentModulesTest, SecondCreateTakesANewControllerAndLeavesNoOther)
+{
+    int asked = 0;
+    TestSettings settings([&asked] {
+        ++asked;
+        return new BareController;
+    });
+    TestEnvironment environment(HardwareEnvironment::Corvel, &settings);
+    environment.createEnvironment();
+    const QPointer<AbstractHardwareController> pFirst(environment.hardwareController());
+    environment.createEnvironment();
+    deliverDeferredDeletes();
+    EXPECT_EQ(asked, 2);
+    EXPECT_TRUE(pFirst.isNull());
+    ASSERT_NE(environment.hardwareController(), nullptr);
+    EXPECT_EQ(BareController::s_living, 1);
+    QSignalSpy pressed(&environment, &HardwareEnvironment::buttonPressed);
+    Q_EMIT environment.hardwareController()->buttonPressed(4);
+    EXPECT_EQ(pressed.count(), 1);
 }
 
 TEST(EnvironmentModulesTest, DestructionTakesWhatTheEnvironmentOwns)
