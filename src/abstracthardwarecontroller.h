@@ -29,8 +29,8 @@ public:
     virtual void createBoardDigitalIOController();
     virtual bool setDeviceEnabled(HardwareEnvironment::Output output, bool isOn);
     virtual bool setParallelCoinValidatorDeviceEnabled(bool isOn);
-    virtual int
-    calculateFinalBrightness(int percent) const = 0; ///< what the board's file is to hold
+    /// What the board's file is to hold.
+    virtual int calculateFinalBrightness(int percent) const = 0;
     virtual bool setBuzzerPeriod(int period);
     virtual bool setContrast(int contrast);
     virtual bool setSpeakerVolume(int volume);

@@ -143,8 +143,8 @@ public:
     static QString revisionString(); ///< the board's revision, as the kernel reports it
 
     // Outputs and devices. Without a controller: false, 0, (0, 0).
-    static int
-    gpioCorvel(OutputCorvel output); ///< the server's output number; -1 for an unknown one
+    /// The server's output number; -1 for an unknown one.
+    static int gpioCorvel(OutputCorvel output);
     /// On the machine these ask the multiport server; on a desktop they do nothing. Always true.
     bool setOutputEnabled(OutputCorvel output, bool isOn);
     bool setBlinkOutputEnabled(OutputCorvel output, bool isOn);
