@@ -4,6 +4,7 @@
 #include "buttons/inputeventbuttonsreader.h"
 #include "hardwareenvironment.h"
 #include "support/processcounts.h"
+#include "support/scopedvariable.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -135,6 +136,23 @@ TEST(PhysicalButtonsInstance, IsNotTheFirstObjectMadeOtherwise)
     PhysicalButtons *const pInstance = PhysicalButtons::instance();
     EXPECT_NE(pInstance, &first);
     delete pInstance;
+}
+
+TEST(PhysicalButtonsInstance, ReadsTheInputDeviceOnTheBoardAndNothingOnADesktop)
+{
+    ButtonDevice device;
+    device.plugIn();
+    device.write(press(KEY_F1));
+    const ScopedVariable path("VY_PATH_BUTTONS", QFile::encodeName(device.path()));
+    const std::unique_ptr<PhysicalButtons> pButtons(PhysicalButtons::instance());
+    const QSignalSpy pressed(pButtons.get(), &PhysicalButtons::buttonPressed);
+#ifdef VY_PLATFORM_BOARD
+    ASSERT_TRUE(QTest::qWaitFor([&pressed] { return pressed.count() > 0; }, s_waitMs));
+    EXPECT_EQ(pressed[0][0].value<PhysicalButtonId>(), static_cast<int>(KEY_F1));
+#else
+    QTest::qWait(250); // longer than two read intervals
+    EXPECT_EQ(pressed.count(), 0);
+#endif
 }
 
 // -- without a reader -----------------------------------------------------------------------------

@@ -123,6 +123,7 @@ INSTANTIATE_TEST_SUITE_P(Outputs, EnvironmentGpios, ::testing::ValuesIn(s_gpioCa
 TEST(EnvironmentDevicesTest, OutputsWithPlatformValue1ChangeNothingAndReturnTrue)
 {
     Machine machine;
+    machine.environment.setPlatform(1);
     machine.create(HardwareEnvironment::MultiportModule);
     s_clientCalls.clear();
     for (int i = 0; i < 5; ++i) {
@@ -233,6 +234,7 @@ INSTANTIATE_TEST_SUITE_P(Operations, EnvironmentForwarding, ::testing::ValuesIn(
 TEST(EnvironmentDevicesTest, BrightnessIsForwarded)
 {
     Machine machine;
+    machine.environment.setPlatform(1);
     EXPECT_FALSE(machine.environment.setDeviceSetting(HardwareEnvironment::BrightnessSetting, 50));
     machine.create(HardwareEnvironment::NoHardwareModule);
     EXPECT_TRUE(machine.environment.setDeviceSetting(HardwareEnvironment::BrightnessSetting, 50));

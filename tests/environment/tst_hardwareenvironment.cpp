@@ -1,6 +1,7 @@
 #include "hardwareenvironment.h"
 
 #include "environmentfakes.h"
+#include "logformatter.h"
 #include "support/casename.h"
 #include "support/exittest.h"
 
@@ -11,7 +12,9 @@
 #include <QSignalSpy>
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -29,6 +32,15 @@ constexpr Model s_models[] = {
     HardwareEnvironment::Corvel,
     HardwareEnvironment::NewQuindo,
 };
+// What the library was built for.
+#ifdef VY_PLATFORM_BOARD
+constexpr int s_platform = 2;
+constexpr int s_operatingSystem = 1;
+#else
+constexpr int s_platform = 1;
+constexpr int s_operatingSystem = 2;
+#endif
+
 constexpr int s_firstSubtype = -1;
 constexpr int s_lastSubtype = 16; ///< one behind the last that has a name
 
@@ -95,7 +107,10 @@ namespace {
 
 void constructTwo()
 {
-    qSetMessagePattern(QStringLiteral("%{type}|%{message}|"));
+    LogFormatter::addObserver([](const LogRecord &record) {
+        std::cerr << "level " << record.level << " of module " << static_cast<int>(record.module)
+                  << '|' << record.text.toStdString() << "|\n";
+    });
     TestSettings settings;
     const HardwareEnvironment first(HardwareEnvironment::Lirenta, &settings);
     const HardwareEnvironment second(HardwareEnvironment::Lirenta, &settings);
@@ -105,9 +120,10 @@ void constructTwo()
 
 TEST(HardwareEnvironmentTest, SecondOneEndsTheProcess)
 {
-    // Level 4 is Qt's critical one.
+    const std::string module = std::to_string(static_cast<int>(Log::Hardware));
     EXPECT_EXIT(constructTwo(), ::testing::ExitedWithCode(1),
-                ::testing::ContainsRegex("critical\\|HardwareEnvironment::HardwareEnvironment\\("
+                ::testing::ContainsRegex("level 4 of module " + module +
+                                         "\\|HardwareEnvironment::HardwareEnvironment\\("
                                          "[^)]*MachineModel, HardwareSettings ?\\*\\) "
                                          "HardwareEnvironment already created !\\|"));
 }
@@ -120,14 +136,14 @@ TEST(HardwareEnvironmentTest, StartsWithoutAnything)
     EXPECT_EQ(environment.hardwareController(), nullptr);
     EXPECT_EQ(environment.multiport(), nullptr);
     EXPECT_EQ(environment.cupSensor(), nullptr);
-    EXPECT_EQ(environment.platform(), 1);
+    EXPECT_EQ(environment.platform(), s_platform);
     EXPECT_EQ(environment.modelSubtype(), -1);
 }
 
 TEST(HardwareEnvironmentTest, AnswersAreFixed)
 {
-    EXPECT_EQ(HardwareEnvironment::getPlatformVariable(), 1);
-    EXPECT_EQ(HardwareEnvironment::getOperatingSystemVariable(), 2);
+    EXPECT_EQ(HardwareEnvironment::getPlatformVariable(), s_platform);
+    EXPECT_EQ(HardwareEnvironment::getOperatingSystemVariable(), s_operatingSystem);
     EXPECT_EQ(HardwareEnvironment::systemKeyFamily(), 2);
     EXPECT_FALSE(HardwareEnvironment::getDebugModeVariable());
     EXPECT_TRUE(HardwareEnvironment::getDesktopCustomerAppVariable());
