@@ -6,7 +6,8 @@
 namespace {
 
 constexpr int s_targetPlatform = 2;
-constexpr qint64 s_mostBytes = 1LL << 20; ///< chosen here; the kernel's files hold a few digits
+constexpr int s_mostBytes = 1 << 20; ///< chosen here; the kernel's files hold a few digits
+constexpr int s_mostLogged = 1000;   ///< characters of a content that is no number, chosen here
 
 int platform()
 {
@@ -133,17 +134,17 @@ int AbstractHardwareController::readIntFromFile(const QString &path)
         LogFormatter(4, Log::InputOutput) << "Could not read:" << path;
         return -1;
     }
-    const QByteArray bytes = file.read(s_mostBytes);
+    const QByteArray bytes = file.read(s_mostBytes + 1);
     const QString content = QString::fromLatin1(bytes.constData()); // ends at the first NUL
     bool isNumber = false;
     const int value = content.trimmed().toInt(&isNumber);
-    if (!isNumber) {
+    if (!isNumber || content.size() > s_mostBytes) { // the beginning of a number is another one
         LogFormatter(4, Log::InputOutput)
             << QStringLiteral(
                    "Could not parse content of \"%1\"! The following content could not be "
                    "converted into number:")
                    .arg(path)
-            << content;
+            << content.left(s_mostLogged);
         return -1;
     }
     return value;

@@ -50,7 +50,7 @@ public:
     /// Off at first. On: the brightness file is written on every platform.
     void setForced(bool isForced) { m_isForced = isForced; }
 
-    /// A decimal number out of a small file, -1 when there is none.
+    /// A decimal number out of a file of 1 MiB at most, -1 when there is none.
     static int readIntFromFile(const QString &path);
     static bool writeIntToFile(const QString &path, int value);
 
