@@ -1,5 +1,7 @@
 #include "infocommand.h"
 
+#include "canbus/vycan_cmds_and_addr.h"
+#include "cannames.h"
 #include "console.h"
 #include "machine.h"
 
@@ -33,6 +35,14 @@ QJsonObject modulesOf(const HardwareEnvironment &environment)
     return modules;
 }
 
+QJsonObject addresses()
+{
+    return {{QStringLiteral("cpuBoard"), CanVy::Address::cpuBoard()},
+            {QStringLiteral("actuatorBoard"), CanVy::Address::actuatorBoard()},
+            {QStringLiteral("coffeeToGoBoard"), CanVy::Address::coffeeToGoBoard()},
+            {QStringLiteral("daddBoard"), CanVy::Address::daddBoard()}};
+}
+
 QJsonObject infoOf(const Machine &machine)
 {
     const HardwareEnvironment &environment = machine.environment();
@@ -42,6 +52,7 @@ QJsonObject infoOf(const Machine &machine)
             {QStringLiteral("subtype"), static_cast<int>(environment.modelSubtype())},
             {QStringLiteral("databaseModel"), environment.databaseModelName()},
             {QStringLiteral("modules"), modulesOf(environment)},
+            {QStringLiteral("addresses"), addresses()},
             {QStringLiteral("library"), environment.applicationVersionString()},
             {QStringLiteral("qt"), QString::fromLatin1(qVersion())},
             {QStringLiteral("platform"), environment.platform()},
@@ -73,6 +84,11 @@ void printText(const Machine &machine, const QJsonObject &info, QTextStream &out
     const QJsonObject modules = info.value(QStringLiteral("modules")).toObject();
     for (auto module = modules.constBegin(); module != modules.constEnd(); ++module)
         out << "  " << (module.value().toBool() ? "on   " : "off  ") << module.key() << '\n';
+    out << "\nCAN addresses\n"
+        << "  CPU board       " << boardText(CanVy::Address::cpuBoard()) << '\n'
+        << "  actuator board  " << boardText(CanVy::Address::actuatorBoard()) << '\n'
+        << "  coffee to go    " << boardText(CanVy::Address::coffeeToGoBoard()) << '\n'
+        << "  door            " << boardText(CanVy::Address::daddBoard()) << '\n';
 }
 
 void show(const Arguments &arguments, Console &console)

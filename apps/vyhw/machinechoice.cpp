@@ -62,13 +62,17 @@ void addMachineOptions(CLI::App &command, MachineChoice &choice)
             ->check(notEmpty());
     command.add_option("SUBTYPE", choice.subtype,
                        "A number; without it, the model without a subtype");
-    command
+    addSettingsOption(command, choice)->excludes(pModel);
+}
+
+CLI::Option *addSettingsOption(CLI::App &command, MachineChoice &choice)
+{
+    return command
         .add_option("--settings", choice.file,
                     "The machine that this settings file names (machine/model, machine/subtype);\n"
-                    "without it and MODEL, VY_PATH_SETTINGS or /etc/vyhardware/settings.json")
+                    "without it and a MODEL, VY_PATH_SETTINGS or /etc/vyhardware/settings.json")
         ->type_name("FILE")
-        ->check(notEmpty())
-        ->excludes(pModel);
+        ->check(notEmpty());
 }
 
 std::optional<MachineConfiguration> findMachine(const MachineChoice &choice, Console &console)

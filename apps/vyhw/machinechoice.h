@@ -25,6 +25,9 @@ struct MachineChoice
 /// Adds MODEL, SUBTYPE and --settings to the command. The choice must live as long as the command.
 void addMachineOptions(CLI::App &command, MachineChoice &choice);
 
+/// Adds --settings alone.
+CLI::Option *addSettingsOption(CLI::App &command, MachineChoice &choice);
+
 /// The machine; nothing, after an error line, when there is no such machine or the file is wrong.
 std::optional<MachineConfiguration> findMachine(const MachineChoice &choice, Console &console);
 

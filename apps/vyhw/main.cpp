@@ -1,4 +1,5 @@
 #include "brightnesscommand.h"
+#include "cancommand.h"
 #include "console.h"
 #include "cupcommand.h"
 #include "infocommand.h"
@@ -55,6 +56,7 @@ void addCommands(CLI::App &app, Console &console)
     addStartCommand(app, console);
     addCupCommand(app, console);
     addBrightnessCommand(app, console);
+    addCanCommand(app, console);
 }
 
 } // namespace

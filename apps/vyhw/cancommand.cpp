@@ -1,0 +1,98 @@
+#include "cancommand.h"
+
+#include "canbus/vystream.h"
+#include "candecode.h"
+#include "cannames.h"
+#include "cansend.h"
+#include "console.h"
+#include "machine.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <memory>
+#include <string>
+
+namespace {
+
+constexpr int s_maxRepeat = 10000;
+
+struct Arguments
+{
+    MachineChoice machine;
+    std::string destination;
+    std::string command;
+    std::string bytes;
+    int count = 1;
+    bool isJson = false;
+    bool isInLog = false;
+    std::string file;
+};
+
+void send(const Arguments &arguments, Console &console)
+{
+    const std::unique_ptr<Machine> pMachine = Machine::make(arguments.machine, console);
+    if (!pMachine)
+        return;
+    const QString destination = QString::fromStdString(arguments.destination);
+    const QString command = QString::fromStdString(arguments.command);
+    const std::optional<int> address = boardFrom(destination);
+    const std::optional<int> number = commandFrom(command);
+    const std::optional<CanBytes> bytes = bytesFrom(QString::fromStdString(arguments.bytes));
+    constexpr int maxBytes = CanVy::MaxFrames * CanVy::FrameDataMaxSize - CanVy::StreamOverhead;
+    if (!address)
+        console.fail(ExitUsage, QStringLiteral("there is no board \"%1\"; expected a name such as "
+                                               "DADD, \"actuator\", or an address from 0 to 0x7ff")
+                                    .arg(destination));
+    else if (!number)
+        console.fail(ExitUsage,
+                     QStringLiteral("there is no command \"%1\"; expected a name such as "
+                                    "VirtualSelect, or a number from 0 to 0x7ff")
+                         .arg(command));
+    else if (!bytes)
+        console.fail(ExitUsage, QStringLiteral("\"%1\" are no bytes; expected pairs of hexadecimal "
+                                               "digits such as \"01 ff\"")
+                                    .arg(QString::fromStdString(arguments.bytes)));
+    else if (bytes->size() > maxBytes)
+        console.fail(ExitUsage, QStringLiteral("%1 bytes are too many for one message; expected at "
+                                               "most %2")
+                                    .arg(bytes->size())
+                                    .arg(maxBytes));
+    else
+        sendOnCan({*address, *number, *bytes, arguments.count, arguments.isJson, arguments.isInLog},
+                  console);
+}
+
+} // namespace
+
+void addCanCommand(CLI::App &app, Console &console)
+{
+    CLI::App *const pCan =
+        app.add_subcommand("can", "Send messages on the CAN bus, read its traces");
+    pCan->require_subcommand(1);
+    const auto pArguments = std::make_shared<Arguments>();
+
+    CLI::App *const pSend = pCan->add_subcommand(
+        "send", "Send a message on the simulated bus, whose boards acknowledge everything");
+    pSend
+        ->add_option("DEST", pArguments->destination,
+                     "A board: its name, \"actuator\" for the machine's own, or its address")
+        ->required();
+    pSend->add_option("CMD", pArguments->command, "A command: its name or its number")->required();
+    pSend->add_option("BYTES", pArguments->bytes, "The payload, such as \"01 ff\"");
+    pSend->add_option("--repeat", pArguments->count, "How many times, one after the other")
+        ->check(CLI::Range(1, s_maxRepeat));
+    pSend->add_flag("--json", pArguments->isJson, "Print one JSON object for each message");
+    pSend->add_flag("--log", pArguments->isInLog,
+                    "Also write the frames to canBus.txt in VY_PATH_LOGS");
+    addSettingsOption(*pSend, pArguments->machine);
+    pSend->footer("Example: vyhw can send actuator VirtualSelect \"00 07\" --settings "
+                  "config/lirenta.json\n");
+    pSend->callback([pArguments, &console] { send(*pArguments, console); });
+
+    CLI::App *const pDecode = pCan->add_subcommand(
+        "decode", "Print the messages of a file of frames, with their answers");
+    pDecode->add_option("FILE", pArguments->file, "A \"canBus.txt\" or a trace")->required();
+    pDecode->callback([pArguments, &console] {
+        decodeCanFile(QString::fromStdString(pArguments->file), console);
+    });
+}

@@ -1,0 +1,82 @@
+#include "cannames.h"
+
+#include "canbus/canmessage.h"
+#include "canbus/vycan_cmds_and_addr.h"
+
+#include <QByteArray>
+#include <QRegularExpression>
+
+namespace {
+
+constexpr int s_maxNumber = 0x7FF; ///< addresses and commands have 11 bits
+
+std::optional<int> numberFrom(const QString &text)
+{
+    bool isNumber = false;
+    // A leading zero does not make it octal.
+    const bool isHex = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
+    const int number = isHex ? text.mid(2).toInt(&isNumber, 16) : text.toInt(&isNumber, 10);
+    if (!isNumber || number < 0 || number > s_maxNumber)
+        return std::nullopt;
+    return number;
+}
+
+/// The number whose name is the text.
+std::optional<int> named(const QString &text, QString (*toString)(int))
+{
+    for (int number = 0; number <= s_maxNumber; ++number) {
+        if (toString(number).compare(text, Qt::CaseInsensitive) == 0)
+            return number;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<int> boardFrom(const QString &text)
+{
+    if (text.compare(QLatin1String("actuator"), Qt::CaseInsensitive) == 0)
+        return CanVy::Address::actuatorBoard();
+    const std::optional<int> number = numberFrom(text);
+    return number ? number : named(text, &CanVy::Address::toString);
+}
+
+std::optional<int> commandFrom(const QString &text)
+{
+    const std::optional<int> number = numberFrom(text);
+    return number ? number : named(text, &CanVy::commandCanToString);
+}
+
+std::optional<CanBytes> bytesFrom(const QString &text)
+{
+    static const QRegularExpression s_bytes(QStringLiteral("^\\s*([0-9a-fA-F]{2}\\s*)*$"));
+    if (!s_bytes.match(text).hasMatch())
+        return std::nullopt;
+    CanBytes bytes;
+    for (const char byte : QByteArray::fromHex(text.toLatin1()))
+        bytes.append(static_cast<unsigned char>(byte));
+    return bytes;
+}
+
+QString boardText(int address)
+{
+    const QString number = QStringLiteral("0x%1").arg(address, 3, 16, QLatin1Char('0'));
+    const QString name = CanVy::Address::toString(address);
+    return name == QString::number(address) ? number : name + QStringLiteral(" (%1)").arg(number);
+}
+
+QString commandText(int command)
+{
+    const QString name = CanVy::commandCanToString(command);
+    return name.startsWith(QLatin1String("Unknown command"))
+               ? QStringLiteral("command %1").arg(command)
+               : name + QStringLiteral(" (%1)").arg(command);
+}
+
+QString bytesText(const CanBytes &bytes)
+{
+    QByteArray raw;
+    for (const unsigned char byte : bytes)
+        raw.append(static_cast<char>(byte));
+    return QString::fromLatin1(raw.toHex(' '));
+}

@@ -1,0 +1,106 @@
+#include "cansend.h"
+
+#include "canbus/canbus.h"
+#include "canbus/canbusnode.h"
+#include "canbus/caninterface_dummy.h"
+#include "canbus/canmessage.h"
+#include "cannames.h"
+#include "console.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+QString outcomeText(CanAnswer::AnswerType type)
+{
+    switch (type) {
+    case CanAnswer::AnswerAck:
+        return QStringLiteral("acknowledged");
+    case CanAnswer::AnswerAckNot:
+        return QStringLiteral("refused");
+    case CanAnswer::AnswerTimeout:
+        return QStringLiteral("not answered");
+    case CanAnswer::AnswerSendingError:
+    case CanAnswer::AnswerNone:
+        break;
+    }
+    return QStringLiteral("not sent");
+}
+
+/// Hears the outcome of each message and prints it.
+class Reporter
+{
+public:
+    Reporter(const CanSending &sending, Console &console)
+        : m_sending(sending)
+        , m_console(console)
+    {
+        m_time.start();
+    }
+
+    void report(const CanAnswer &answer)
+    {
+        const qint64 ms = m_time.restart();
+        const QString outcome = outcomeText(answer.type());
+        if (answer.type() == CanAnswer::AnswerAck)
+            ++m_acknowledged;
+        if (m_sending.isJson) {
+            const QJsonObject line{{QStringLiteral("destination"), m_sending.destination},
+                                   {QStringLiteral("command"), m_sending.command},
+                                   {QStringLiteral("bytes"), bytesText(m_sending.bytes)},
+                                   {QStringLiteral("outcome"), outcome},
+                                   {QStringLiteral("ms"), ms}};
+            m_console.out() << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
+        } else {
+            m_console.out() << commandText(m_sending.command) << " to "
+                            << boardText(m_sending.destination) << ' ' << bytesText(m_sending.bytes)
+                            << (m_sending.bytes.isEmpty() ? "" : " ") << outcome << " after " << ms
+                            << " ms\n";
+        }
+        m_console.out().flush();
+    }
+
+    int acknowledged() const { return m_acknowledged; }
+
+private:
+    const CanSending &m_sending;
+    Console &m_console;
+    QElapsedTimer m_time;
+    int m_acknowledged = 0;
+};
+
+} // namespace
+
+void sendOnCan(const CanSending &sending, Console &console)
+{
+    CanBus *const pBus = CanBus::instance();
+    auto *const pInterface = new CanInterface_Dummy(pBus, false);
+    pInterface->setAnswerSimulation(true);
+    pBus->setInterface(pInterface);
+    pBus->setProtocolType(CanBus::CanProtocolVy);
+    pInterface->setLogInFile(sending.isInLog); // after the bus has set what it wants
+
+    QEventLoop loop;
+    CanBusNode node(sending.destination);
+    Reporter reporter(sending, console);
+    const auto report = [&reporter](const CanAnswer &answer) { reporter.report(answer); };
+    QObject::connect(&node, &CanBusNode::answerAcknowledged, &loop, report);
+    QObject::connect(&node, &CanBusNode::answerError, &loop, report);
+    QObject::connect(pBus, &CanBus::dequedAllmessages, &loop, &QEventLoop::quit,
+                     Qt::QueuedConnection);
+
+    QList<CanMessage *> messages;
+    messages.reserve(sending.count);
+    for (int i = 0; i < sending.count; ++i)
+        messages.append(new CanMessage(sending.destination, sending.command, sending.bytes));
+    if (pBus->send(messages, &node))
+        loop.exec();
+    CanBus::deleteInstance();
+    if (reporter.acknowledged() != sending.count)
+        console.fail(ExitNo, QStringLiteral("%1 of %2 messages acknowledged")
+                                 .arg(reporter.acknowledged())
+                                 .arg(sending.count));
+}
