@@ -16,3 +16,6 @@ if(VY_SANITIZE)
         -fsanitize=${VY_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(vy_settings INTERFACE -fsanitize=${VY_SANITIZE})
 endif()
+if(VY_BUILD_FUZZERS) # the fuzzer sees which branches of the libraries an input takes
+    target_compile_options(vy_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()

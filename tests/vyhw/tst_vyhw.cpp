@@ -1,3 +1,5 @@
+#include "vyhw/toolrun.h"
+
 #include "support/casename.h"
 
 #include <QDir>
@@ -5,7 +7,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -13,31 +14,6 @@
 #include <sys/stat.h>
 
 namespace {
-
-struct Outcome
-{
-    int exitCode;
-    QString out;
-    QString err;
-};
-
-Outcome vyhw(const QStringList &arguments)
-{
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C")); // the poorest locale
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(VYHW_PROGRAM), arguments);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-        return {-1, QString(), process.errorString()};
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
-
-QString configFile(const char *pName)
-{
-    return QStringLiteral(CONFIG_FOLDER "/") + QString::fromLatin1(pName);
-}
 
 /// Standard error without the warnings.
 QString errorsOf(const Outcome &outcome)

@@ -1,0 +1,167 @@
+#include "vyhw/toolrun.h"
+
+#include "support/casename.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+QStringList canSend(const QStringList &words)
+{
+    return QStringList{QStringLiteral("can"), QStringLiteral("send")} + words +
+           QStringList{QStringLiteral("--settings"), configFile("lirenta.json")};
+}
+
+} // namespace
+
+TEST(VyhwCanTest, SendSaysWhatBecameOfTheMessage)
+{
+    const Outcome outcome = vyhw(canSend(
+        {QStringLiteral("dadd"), QStringLiteral("virtualselect"), QStringLiteral("00 07")}));
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_TRUE(outcome.out.startsWith(
+        QLatin1String("VirtualSelect (42) to DADD (0x721) 00 07 acknowledged after ")))
+        << qPrintable(outcome.out);
+}
+
+TEST(VyhwCanTest, RepeatAndJsonGiveOneObjectForEachMessage)
+{
+    const Outcome outcome =
+        vyhw(canSend({QStringLiteral("actuator"), QStringLiteral("0x2a"), QStringLiteral("--json"),
+                      QStringLiteral("--repeat"), QStringLiteral("3")}));
+    EXPECT_EQ(outcome.exitCode, 0);
+    const QStringList lines = outcome.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 3);
+    for (const QString &line : lines) {
+        const QJsonObject message = QJsonDocument::fromJson(line.toUtf8()).object();
+        EXPECT_EQ(message.value(QStringLiteral("destination")).toInt(),
+                  0x41C); // Lirenta, subtype 8
+        EXPECT_EQ(message.value(QStringLiteral("command")).toInt(), 0x2A);
+        EXPECT_EQ(message.value(QStringLiteral("outcome")).toString(),
+                  QStringLiteral("acknowledged"));
+    }
+}
+
+struct WrongCallCase
+{
+    const char *pName;
+    QStringList words;
+    const char *pError;
+};
+
+using VyhwCanWrongCall = ::testing::TestWithParam<WrongCallCase>;
+
+TEST_P(VyhwCanWrongCall, IsToldWhatWasExpected)
+{
+    const Outcome outcome = vyhw(canSend(GetParam().words));
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_TRUE(outcome.err.contains(QLatin1String(GetParam().pError))) << qPrintable(outcome.err);
+}
+
+const WrongCallCase s_wrongCalls[] = {
+    {"NoSuchBoard", {QStringLiteral("Doors"), QStringLiteral("1")}, "expected a name such as DADD"},
+    {"AddressTooLarge",
+     {QStringLiteral("0x800"), QStringLiteral("1")},
+     "an address from 0 to 0x7ff"},
+    {"NoSuchCommand",
+     {QStringLiteral("DADD"), QStringLiteral("Open")},
+     "expected a name such as VirtualSelect"},
+    {"CommandTooLarge",
+     {QStringLiteral("DADD"), QStringLiteral("2048")},
+     "a number from 0 to 0x7ff"},
+    {"HalfAByte",
+     {QStringLiteral("DADD"), QStringLiteral("1"), QStringLiteral("0")},
+     "expected pairs of hexadecimal digits"},
+    {"TooManyBytes",
+     {QStringLiteral("DADD"), QStringLiteral("1"), QStringLiteral("ab").repeated(507)},
+     "expected at most 506"},
+    {"NoCommand", {QStringLiteral("DADD")}, "CMD is required"},
+    {"RepeatNone",
+     {QStringLiteral("DADD"), QStringLiteral("1"), QStringLiteral("--repeat"), QStringLiteral("0")},
+     "--repeat"},
+};
+INSTANTIATE_TEST_SUITE_P(Calls, VyhwCanWrongCall, ::testing::ValuesIn(s_wrongCalls), caseName);
+
+/// A file with this content is decoded.
+Outcome decoded(const QByteArray &content)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("canBus.txt"));
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(content);
+    file.close();
+    return vyhw({QStringLiteral("can"), QStringLiteral("decode"), path});
+}
+
+TEST(VyhwCanTest, DecodePairsTheAcknowledgeWithItsRequest)
+{
+    const Outcome outcome = decoded("2026-11-21T05:25:46.507Z  <TX<< "
+                                    "|id:0x0000000000254419|data(8): 0x02 0x00 0x2a 0x00 0x04 0x01 "
+                                    "0x02 0x03| Sending: x\r\n"
+                                    "2026-11-21T05:25:46.508Z  <TX<< "
+                                    "|id:0x0000000000654419|data(2): 0x04 0x28                    "
+                                    "          | Sending: x\r\n"
+                                    "2026-11-21T05:25:46.527Z >>RX>  "
+                                    "|id:0x000000000020cca8|data(6): 0x02 0x00 0x01 0x00 0x2a 0x29"
+                                    "          | Received: x\r\n");
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.out,
+              QStringLiteral("05:25:46.507 CpuBoardOstrel (0x4a8) -> ActuatorBoardOstrel "
+                             "(0x419)  VirtualSelect (42)  01 02 03 04  acknowledged "
+                             "after 20 ms\n"));
+}
+
+TEST(VyhwCanTest, DecodeTellsRefusedUnansweredAndBroken)
+{
+    const Outcome outcome = decoded(
+        " <TX<< |id:0x0000000000254419|data(6): 0x02 0x00 0x2a 0x00 0x00 0x28          | a\r\n"
+        ">>RX>  |id:0x000000000020cca8|data(6): 0x02 0x00 0x02 0x00 0x2a 0x2a          | a\r\n"
+        " <TX<< |id:0x0000000000254419|data(6): 0x02 0x00 0x2b 0x00 0x00 0x29          | a\r\n"
+        " <TX<< |id:0x0000000000254419|data(6): 0x02 0x00 0x2b 0x00 0x00 0x00          | a\r\n"
+        " <TX<< |id:0x0000000001254419|data(1): 0x02                                   | a\r\n"
+        " <TX<< |id:0x0000000000254419|data(8): 0x02 0x00 0x2c 0x00 0x09 0x01 0x02 0x03| a\r\n");
+    EXPECT_EQ(outcome.exitCode, 0);
+    const QStringList lines = outcome.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 5);
+    EXPECT_TRUE(lines.at(0).endsWith(QLatin1String("VirtualSelect (42)  refused")));
+    EXPECT_TRUE(lines.at(1).endsWith(QLatin1String("RVirtualPrice (43)  wrong checksum")));
+    EXPECT_TRUE(lines.at(2).endsWith(QLatin1String("continues no message  02")));
+    EXPECT_TRUE(lines.at(3).endsWith(QLatin1String("RVirtualPrice (43)  no answer")));
+    EXPECT_TRUE(lines.at(4).endsWith(QLatin1String("MultiMachineComb2 (44)  incomplete")));
+}
+
+TEST(VyhwCanTest, DecodeTellsLinesThatAreNoFrames)
+{
+    const Outcome outcome = decoded(QByteArray(
+        " <TX<< |id:0x0000000000254419|data(6): 0x02 0x00 0x2a 0x00 0x00 0x28 | a\r\nrubbish\n"));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.err.contains(QLatin1String("canBus.txt:2: not a CAN frame: rubbish")));
+    EXPECT_TRUE(outcome.out.contains(QLatin1String("VirtualSelect (42)")));
+}
+
+TEST(VyhwCanTest, DecodeOfNoFileSaysWhatWasExpected)
+{
+    const Outcome outcome = vyhw(
+        {QStringLiteral("can"), QStringLiteral("decode"), QStringLiteral("/nowhere/canBus.txt")});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.err.contains(QLatin1String("expected a file of CAN frames")));
+}
+
+TEST(VyhwCanTest, InfoShowsTheAddresses)
+{
+    const Outcome outcome = vyhw({QStringLiteral("info"), QStringLiteral("--json"),
+                                  QStringLiteral("--settings"), configFile("lirenta.json")});
+    const QJsonObject addresses = QJsonDocument::fromJson(outcome.out.toUtf8())
+                                      .object()
+                                      .value(QStringLiteral("addresses"))
+                                      .toObject();
+    EXPECT_EQ(addresses.value(QStringLiteral("cpuBoard")).toInt(), 0x4AE);
+    EXPECT_EQ(addresses.value(QStringLiteral("actuatorBoard")).toInt(), 0x41C);
+    EXPECT_EQ(addresses.value(QStringLiteral("coffeeToGoBoard")).toInt(), 0x41E);
+    EXPECT_EQ(addresses.value(QStringLiteral("daddBoard")).toInt(), 0x721);
+}
