@@ -48,11 +48,10 @@ std::optional<MachineConfiguration> findByName(const QString &model, int subtype
 
 CLI::Validator notEmpty()
 {
-    return CLI::Validator(
-        [](const std::string &text) {
-            return text.empty() ? std::string("is empty") : std::string();
-        },
-        "");
+    return {[](const std::string &text) {
+                return text.empty() ? std::string("is empty") : std::string();
+            },
+            ""};
 }
 
 void addMachineOptions(CLI::App &command, MachineChoice &choice)

@@ -61,7 +61,7 @@ void addCommands(CLI::App &app, Console &console)
 
 } // namespace
 
-int main(int argc, char **argv)
+int main(int argc, char **argv) // NOLINT(bugprone-exception-escape): out of memory, it may end
 {
     // File names are UTF-8 on the machine; a "C" locale must not change them.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));

@@ -16,7 +16,7 @@ CLI::Validator runTime()
         return isRight ? std::string()
                        : text + " is no time; expected seconds, more than 0 and at most 1000000";
     };
-    return CLI::Validator(check, "");
+    return {check, ""};
 }
 
 void runFor(double seconds, const Interruption &interruption)

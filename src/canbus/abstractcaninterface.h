@@ -47,8 +47,7 @@ public:
     ///
     /// "Received by" is followed by the destination for the commands that set and get parameters,
     /// by the source for all others; readers of the log rely on both.
-    QString _logFrame(const CanFrame &frame, bool isReceived,
-                      const QString &comment) const; // NOLINT(readability-identifier-naming): fixed
+    QString _logFrame(const CanFrame &frame, bool isReceived, const QString &comment) const;
 
 public Q_SLOTS:
     /// What came from the bus: drops frames for filtered addresses, logs, emits frameReceived().

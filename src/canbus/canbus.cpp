@@ -187,7 +187,7 @@ bool CanBus::isAvailable(int channelId) const
     return isAvailable(CanBusChannel::channel(channelId));
 }
 
-bool CanBus::hasPendingMessages(int channelId) const // NOLINT(*-convert-member-functions-to-static)
+bool CanBus::hasPendingMessages(int channelId) const
 {
     return CanBusChannel::channel(channelId)->hasPendingMessages();
 }

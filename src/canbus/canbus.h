@@ -112,13 +112,12 @@ private:
 
     bool canSendMessages(const QList<CanMessage *> &messages, const CanBusNode *pNode,
                          CanBusChannel *pChannel) const;
-    bool _send(int channelId,
-               QList<CanMessage *> &messages, // NOLINT(readability-identifier-naming)
-               CanBusNode *pNode, bool isDeletedOnFailure);
+    bool _send(int channelId, QList<CanMessage *> &messages, CanBusNode *pNode,
+               bool isDeletedOnFailure);
     bool sendNextMessage(CanBusChannel *pChannel);
     void discard(QObject *pObject) const;
 
-    static CanBus *m_pCanBus; // NOLINT(readability-identifier-naming): its name since ever
+    static CanBus *m_pCanBus;
 
     bool m_isInterfaceSimulated = false;
     bool m_isInterfaceLogInFile = false;

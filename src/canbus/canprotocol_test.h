@@ -35,10 +35,10 @@ protected:
     void setAutomaticAcknowledge(bool isOn) { m_isAutomaticAcknowledge = isOn; }
 
     /// Pure test mode: not 0 makes every message a spontaneous one.
-    int m_incomingMessagesTypeTest = 0; // NOLINT(*-non-private-member-*): subclasses steer by it
+    int m_incomingMessagesTypeTest = 0;
     /// Pure test mode: the CanAnswer::AnswerType that a message is taken for; 4 makes it a
     /// spontaneous one, so that the sender runs into its time-out.
-    int m_answerTypeTest = CanAnswer::AnswerAck; // NOLINT(*-non-private-member-*)
+    int m_answerTypeTest = CanAnswer::AnswerAck;
 
 private:
     bool m_isAutomaticAcknowledge = false;

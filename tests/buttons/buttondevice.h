@@ -18,7 +18,7 @@ inline QByteArray record(int type, int code, int value)
     event.type = static_cast<decltype(event.type)>(type);
     event.code = static_cast<decltype(event.code)>(code);
     event.value = value;
-    return QByteArray(reinterpret_cast<const char *>(&event), sizeof event);
+    return {reinterpret_cast<const char *>(&event), sizeof event};
 }
 
 inline QByteArray press(int button)

@@ -56,15 +56,15 @@ protected:
         QThreadPool::globalInstance()->waitForDone(); // threads of the test before
     }
 
-    /// Counts the reads, and gives `reading` with `isFailing` as its error.
+    /// Counts the reads, and gives `m_reading` with `m_isFailing` as its error.
     FakeCupSensor::Device device()
     {
         return [this](bool &error) -> quint16 {
-            error = isFailing;
+            error = m_isFailing;
             const std::lock_guard<std::mutex> lock(m_mutex);
             m_threads.insert(QThread::currentThread());
-            ++reads;
-            return reading;
+            ++m_reads;
+            return m_reading;
         };
     }
 
@@ -77,13 +77,13 @@ protected:
     /// For so many from now on.
     bool waitForReads(int more)
     {
-        const int wanted = reads + more;
-        return QTest::qWaitFor([&] { return reads >= wanted; }, s_waitMs);
+        const int wanted = m_reads + more;
+        return QTest::qWaitFor([&] { return m_reads >= wanted; }, s_waitMs);
     }
 
-    std::atomic<quint16> reading{412};
-    std::atomic<bool> isFailing{false};
-    std::atomic<int> reads{0};
+    std::atomic<quint16> m_reading{412};
+    std::atomic<bool> m_isFailing{false};
+    std::atomic<int> m_reads{0};
 
 private:
     mutable std::mutex m_mutex;
@@ -105,7 +105,7 @@ TEST_F(MeasureLoopTest, SensorThatIsNotPolledStartsNothingAndReturnsTrue)
     QTest::qWait(20);
     EXPECT_LE(threadCountNow(), threads); // one of the test before may just have gone
     EXPECT_TRUE(sensor.stopMeasureLoop());
-    EXPECT_EQ(reads, 0);
+    EXPECT_EQ(m_reads, 0);
     EXPECT_TRUE(log.records().isEmpty());
 }
 
@@ -124,9 +124,9 @@ TEST_F(MeasureLoopTest, RunsOnTheGlobalThreadPoolUntilItIsStopped)
     EXPECT_TRUE(QTest::qWaitFor(
         [] { return QThreadPool::globalInstance()->activeThreadCount() == 0; }, s_waitMs));
 
-    const int readsBefore = reads;
+    const int readsBefore = m_reads;
     QTest::qWait(30);
-    EXPECT_EQ(reads, readsBefore);
+    EXPECT_EQ(m_reads, readsBefore);
 }
 
 TEST_F(MeasureLoopTest, CanBeStartedAgain)
@@ -223,12 +223,12 @@ TEST_F(MeasureLoopTest, StopWaitsForOnePeriodAtMost)
 {
     FakeCupSensor sensor(300, device());
     sensor.startMeasureLoop();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return reads == 1; }, s_waitMs));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return m_reads == 1; }, s_waitMs));
     QElapsedTimer timer;
     timer.start();
     sensor.stopMeasureLoop();
     EXPECT_LT(timer.elapsed(), 300 + 150); // what the system may add
-    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(m_reads, 1);
 }
 
 TEST_F(MeasureLoopTest, EachReadIsEmittedTheLastOneToo)
@@ -236,14 +236,14 @@ TEST_F(MeasureLoopTest, EachReadIsEmittedTheLastOneToo)
     for (int i = 0; i < 50; ++i) {
         FakeCupSensor sensor(1, device());
         const ThreadSpy raw(&sensor, &AbstractCupSensor::rawValueChanged);
-        const int readsBefore = reads;
+        const int readsBefore = m_reads;
         EXPECT_FALSE(sensor.isFirstValueRead());
         sensor.startMeasureLoop();
-        while (reads == readsBefore)
+        while (m_reads == readsBefore)
             std::this_thread::yield();
         sensor.stopMeasureLoop();
         EXPECT_GE(raw.count(), 1);
-        EXPECT_EQ(raw.count(), reads - readsBefore);
+        EXPECT_EQ(raw.count(), m_reads - readsBefore);
         EXPECT_TRUE(sensor.isFirstValueRead());
     }
 }
@@ -317,14 +317,14 @@ TEST_F(MeasureLoopTest, ReadingsCrossToTheThreadOfTheOwner)
     const ThreadSpy presence(&sensor, &AbstractCupSensor::cupPresenceChanged);
     const ThreadSpy blocked(&sensor, &AbstractCupSensor::isCupCarrierBlockedByCupChanged);
     sensor.startMeasureLoop();
-    while (reads < 3) // no event is delivered meanwhile
+    while (m_reads < 3) // no event is delivered meanwhile
         std::this_thread::sleep_for(1ms);
     EXPECT_EQ(sensor.rawValue(), 0);
     EXPECT_EQ(presence.count(), 0);
     EXPECT_TRUE(sensor.takeDecisions().empty());
 
     EXPECT_TRUE(QTest::qWaitFor([&] { return sensor.rawValue() == 412; }, s_waitMs));
-    reading = 3;
+    m_reading = 3;
     EXPECT_TRUE(QTest::qWaitFor([&] { return sensor.rawValue() == 3; }, s_waitMs));
     sensor.stopMeasureLoop();
 
@@ -352,18 +352,18 @@ TEST_F(MeasureLoopTest, EachPollIsEmittedHandledAndWrittenToTheFile)
     QCoreApplication::processEvents(); // those that are still on their way
 
     const QStringList lines = folder.lines(QStringLiteral("cup_sensor_values.txt"));
-    EXPECT_GE(reads, 5);
-    EXPECT_EQ(emitted.count(), reads);
-    EXPECT_EQ(raw.count(), reads);
+    EXPECT_GE(m_reads, 5);
+    EXPECT_EQ(emitted.count(), m_reads);
+    EXPECT_EQ(raw.count(), m_reads);
     EXPECT_EQ(raw.constFirst().constFirst().toUInt(), 412U);
-    EXPECT_EQ(lines.size(), reads);
-    EXPECT_EQ(lines.filter(QStringLiteral(" 00412(1)")).size(), reads);
+    EXPECT_EQ(lines.size(), m_reads);
+    EXPECT_EQ(lines.filter(QStringLiteral(" 00412(1)")).size(), m_reads);
 }
 
 TEST_F(MeasureLoopTest, ReadingOfAFailedReadIsEmittedAndStored)
 {
-    isFailing = true;
-    reading = 123;
+    m_isFailing = true;
+    m_reading = 123;
     const LogSpy log;
     FakeCupSensor sensor(5, device());
     sensor.startMeasureLoop();
@@ -377,12 +377,12 @@ TEST_F(MeasureLoopTest, ReadingsOnTheirWayDoNotOutliveTheSensor)
     {
         FakeCupSensor sensor(0, device());
         sensor.startMeasureLoop();
-        while (reads < 10)
+        while (m_reads < 10)
             std::this_thread::sleep_for(1ms);
         sensor.stopMeasureLoop();
     }
     QCoreApplication::processEvents();
-    EXPECT_GE(reads, 10);
+    EXPECT_GE(m_reads, 10);
 }
 
 TEST_F(MeasureLoopTest, SensorsRunSideBySide)
@@ -415,9 +415,9 @@ TEST_F(MeasureLoopTest, ThousandCyclesLeaveThreadsDescriptorsAndMemoryAsTheyWere
     FakeCupSensor sensor(1, device());
     const auto cycle = [&](int times) {
         for (int i = 0; i < times; ++i) {
-            const int readsBefore = reads;
+            const int readsBefore = m_reads;
             sensor.startMeasureLoop();
-            while (reads == readsBefore)
+            while (m_reads == readsBefore)
                 std::this_thread::yield();
             sensor.stopMeasureLoop();
             QCoreApplication::processEvents();
@@ -447,7 +447,7 @@ TEST_F(MeasureLoopTest, ForcedUpdateOfASensorThatIsNotPolledReturnsTrueWithoutRe
     sensor.setDevice(device());
     EXPECT_TRUE(sensor.updateFromDevice());
     EXPECT_FALSE(sensor.isAnyCupPresent(true));
-    EXPECT_EQ(reads, 0);
+    EXPECT_EQ(m_reads, 0);
     EXPECT_TRUE(log.records().isEmpty());
 }
 
@@ -486,16 +486,16 @@ TEST_P(MeasureLoopForcedUpdates, StoreTheReadingAndSignalWhenItIsAnother)
     FakeCupSensor sensor(1000, device());
     sensor.onRawValueChangedFromProtocol(GetParam().before);
     sensor.setLogInFile(true);
-    reading = GetParam().reading;
+    m_reading = GetParam().reading;
     const QSignalSpy changed(&sensor, &AbstractCupSensor::cupPresenceChanged);
     const QSignalSpy raw(&sensor, &AbstractCupSensor::rawValueChanged);
     const LogSpy log;
     EXPECT_TRUE(sensor.updateFromDevice());
 
-    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(m_reads, 1);
     EXPECT_EQ(sensor.rawValue(), GetParam().reading);
     EXPECT_EQ(sensor.isAnyCupPresent(false), GetParam().isCupPresent);
-    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(m_reads, 1);
     EXPECT_EQ(changed.count(), GetParam().changes);
     EXPECT_EQ(raw.count(), 0);
     EXPECT_TRUE(folder.names().isEmpty());
@@ -527,8 +527,8 @@ TEST_F(MeasureLoopTest, ForcedUpdateThatFailsIsLoggedAndKeepsTheReading)
 {
     FakeCupSensor sensor(1000, device());
     sensor.onRawValueChangedFromProtocol(412);
-    reading = 3;
-    isFailing = true;
+    m_reading = 3;
+    m_isFailing = true;
     const QSignalSpy changed(&sensor, &AbstractCupSensor::cupPresenceChanged);
     const LogSpy log;
     EXPECT_FALSE(sensor.updateFromDevice());
@@ -545,9 +545,9 @@ TEST_F(MeasureLoopTest, PresenceAsksTheDeviceOnlyWhenForced)
 {
     FakeCupSensor sensor(1000, device());
     EXPECT_FALSE(sensor.isAnyCupPresent(false));
-    EXPECT_EQ(reads, 0);
+    EXPECT_EQ(m_reads, 0);
     EXPECT_TRUE(sensor.isAnyCupPresent(true));
-    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(m_reads, 1);
     EXPECT_TRUE(sensor.isAnyCupPresent(false));
-    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(m_reads, 1);
 }

@@ -27,7 +27,7 @@ const QString s_listingTitle = QStringLiteral("[Hardware modules]---------------
 
 Modules modules(int bits)
 {
-    return Modules(QFlag(bits));
+    return {QFlag(bits)};
 }
 
 /// The listing from its title on, with every line that follows of these many.

@@ -113,7 +113,7 @@ protected:
     /// What has been noted since the last look, as "connect a|act a|check a 0|step0 ok|group ok".
     std::string takeNotes()
     {
-        const std::string notes = m_notes.join(QLatin1Char('|')).toStdString();
+        std::string notes = m_notes.join(QLatin1Char('|')).toStdString();
         m_notes.clear();
         return notes;
     }
