@@ -95,6 +95,8 @@ void receptionTimeout(benchmark::State &state)
         interface.onFrameReceived(frames.at(0));
         QTimer::singleShot(s_timeoutMs / 2, Qt::PreciseTimer, &loop, &QEventLoop::quit);
         loop.exec();
+        if (protocol.incomingMessageCount() == 0)
+            continue; // the machine was so busy that the message ran into its time-out before
         QElapsedTimer waited;
         waited.start();
         interface.onFrameReceived(frames.at(1));

@@ -22,10 +22,10 @@ std::optional<int> numberFrom(const QString &text)
 }
 
 /// The number whose name is the text.
-std::optional<int> named(const QString &text, QString (*toString)(int))
+std::optional<int> named(const QString &text, QString (*pToString)(int))
 {
     for (int number = 0; number <= s_maxNumber; ++number) {
-        if (toString(number).compare(text, Qt::CaseInsensitive) == 0)
+        if (pToString(number).compare(text, Qt::CaseInsensitive) == 0)
             return number;
     }
     return std::nullopt;

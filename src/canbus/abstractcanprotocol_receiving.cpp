@@ -82,7 +82,7 @@ AbstractCanProtocol::Message AbstractCanProtocol::continueMessage(int place, con
         noteFrame(entry);
         return {};
     }
-    const Message pMessage = entry.pMessage;
+    Message pMessage = entry.pMessage;
     removeIncomingMessage(place);
     return pMessage;
 }

@@ -23,7 +23,8 @@ class CanDispatchRule;
 ///     CanBus *const pBus = CanBus::instance();
 ///     pBus->setup(CanBus::CanInterfaceDummy, CanBus::CanProtocolVy);
 ///     pBus->send(new CanMessage(CanVy::Address::actuatorBoard(), 0x24), &node);
-class VYHARDWARE1_EXPORT CanBus : public QObject
+class VYHARDWARE1_EXPORT CanBus // NOLINT(*-virtual-class-destructor): deleteInstance() ends it
+    : public QObject
 {
     Q_OBJECT
 
@@ -114,6 +115,8 @@ private:
                          CanBusChannel *pChannel) const;
     bool _send(int channelId, QList<CanMessage *> &messages, CanBusNode *pNode,
                bool isDeletedOnFailure);
+    const char *whyUnavailable(const CanBusChannel *pChannel, bool isBusyTold) const;
+    QSharedPointer<const CanMessage> takeNextMessage(CanBusChannel *pChannel);
     bool sendNextMessage(CanBusChannel *pChannel);
     void discard(QObject *pObject) const;
 

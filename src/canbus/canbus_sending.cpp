@@ -24,6 +24,13 @@ bool isToldOfRefusals(const CanBusNode *pNode)
     return !pNode || pNode->type() == 0;
 }
 
+/// An empty message where there is none.
+CanMessage firstOf(const QList<CanMessage *> &messages)
+{
+    const CanMessage *const pFirst = messages.value(0);
+    return pFirst ? *pFirst : CanMessage();
+}
+
 } // namespace
 
 bool CanBus::send(QList<CanMessage *> &messages, CanBusNode *pNode)
@@ -66,23 +73,28 @@ bool CanBus::canSendMessages(const QList<CanMessage *> &messages, const CanBusNo
         return false;
     }
     const bool isTold = isToldOfRefusals(pNode);
-    if (!m_pCanInterface)
-        LogFormatter(4, Log::CanBus)
-            << Q_FUNC_INFO << "Interface not set. Call CanBus::setup or CanBus::setInterface";
-    else if (!m_pCanInterface->isOpen())
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "Interface is not opened (call ::open())";
-    else if (!m_pCanProtocol)
-        LogFormatter(4, Log::CanBus)
-            << Q_FUNC_INFO << "Protocol not set. Call CanBus::setup or CanBus::setProtocol";
-    else if (pChannel->isWaitingForAnswer() && isTold)
-        LogFormatter(3, Log::CanBus)
-            << Q_FUNC_INFO << "Protocol is busy sending or waiting for an answer";
-    else if (!pChannel->hasPendingMessages()) // never: the bus would have been available
-        LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << "Channel has pending messages to send";
+    if (const char *const pReason = whyUnavailable(pChannel, isTold))
+        LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << pReason;
     if (isTold)
         LogFormatter(3, Log::CanBus)
             << Q_FUNC_INFO << "CanBus not available for sending. Aborting.";
     return false;
+}
+
+/// The first reason that applies; null when none is told.
+const char *CanBus::whyUnavailable(const CanBusChannel *pChannel, bool isBusyTold) const
+{
+    if (!m_pCanInterface)
+        return "Interface not set. Call CanBus::setup or CanBus::setInterface";
+    if (!m_pCanInterface->isOpen())
+        return "Interface is not opened (call ::open())";
+    if (!m_pCanProtocol)
+        return "Protocol not set. Call CanBus::setup or CanBus::setProtocol";
+    if (pChannel->isWaitingForAnswer() && isBusyTold)
+        return "Protocol is busy sending or waiting for an answer";
+    if (!pChannel->hasPendingMessages()) // never: the bus would have been available
+        return "Channel has pending messages to send";
+    return nullptr;
 }
 
 bool CanBus::_send(int channelId, QList<CanMessage *> &messages, CanBusNode *pNode,
@@ -124,6 +136,7 @@ bool CanBus::_send(int channelId, QList<CanMessage *> &messages, CanBusNode *pNo
     return false;
 }
 
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): each line to log counts as a branch
 bool CanBus::sendNextMessage(CanBusChannel *pChannel)
 {
     if (!pChannel->hasPendingMessages()) {
@@ -145,29 +158,32 @@ bool CanBus::sendNextMessage(CanBusChannel *pChannel)
                 s_pFile, 478);
             return false;
         }
-        if (!m_pCanProtocol)
-            LogFormatter(4, Log::CanBus)
-                << Q_FUNC_INFO << "ERROR: Failed to send message, protocol not set";
-        else
-            LogFormatter(4, Log::CanBus)
-                << Q_FUNC_INFO << "ERROR: Failed to send message, chanell waiting for can answer";
+        LogFormatter(4, Log::CanBus)
+            << Q_FUNC_INFO
+            << (m_pCanProtocol ? "ERROR: Failed to send message, chanell waiting for can answer"
+                               : "ERROR: Failed to send message, protocol not set");
         Q_EMIT generateSendingErrorAnswerRequested(pChannel->id());
         return false;
     }
-    if (m_isBatchStarting) {
-        m_isBatchStarting = false;
-        pChannel->setNode(m_pBatchNode);
-        m_pBatchNode = nullptr;
-    }
-    const CanBusChannel::Message pMessage = pChannel->takeFirstPendingMessage();
-    if (CanBusNode *const pNode = pChannel->node())
-        pNode->setMessageBeingAnswered(pMessage);
-    if (m_pCanProtocol->send(pMessage, pChannel))
+    if (m_pCanProtocol->send(takeNextMessage(pChannel), pChannel))
         return true;
     LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << ": Sending failed.";
     if (CanBusChannel::exists(pChannel))
         stopSending(pChannel);
     return false;
+}
+
+QSharedPointer<const CanMessage> CanBus::takeNextMessage(CanBusChannel *pChannel)
+{
+    if (m_isBatchStarting) {
+        m_isBatchStarting = false;
+        pChannel->setNode(m_pBatchNode);
+        m_pBatchNode = nullptr;
+    }
+    CanBusChannel::Message pMessage = pChannel->takeFirstPendingMessage();
+    if (CanBusNode *const pNode = pChannel->node())
+        pNode->setMessageBeingAnswered(pMessage);
+    return pMessage;
 }
 
 void CanBus::stopSending(CanBusChannel *pChannel)
@@ -197,7 +213,7 @@ void CanBus::onAnswerReceived(CanBusChannel *pChannel, CanAnswer answer,
         pNode->notifyAnswerReception(answer, pMessage);
     if (isFailure && m_isBatchStarting) { // a batch that was queued behind never starts
         m_isBatchStarting = false;
-        const QPointer<CanBusNode> pBatchNode = m_pBatchNode;
+        CanBusNode *const pBatchNode = m_pBatchNode;
         m_pBatchNode = nullptr;
         if (pBatchNode)
             pBatchNode->notifyAnswerReception(answer, pMessage);

@@ -23,8 +23,8 @@ public:
     void setData(const CanBytes &data) { m_data = data; }
     /// Writes the bytes over the old ones; no memory is asked for where the list is long enough and
     /// not shared.
-    template <typename Iterator>
-    void overwriteData(Iterator from, Iterator to);
+    template <typename Iterator>                    // sometimes a pointer, but never named like one
+    void overwriteData(Iterator from, Iterator to); // NOLINT(readability-identifier-naming)
     void appendData(const char &byte) { m_data.append(static_cast<unsigned char>(byte)); }
     int dataSize() const { return m_data.size(); }
 
@@ -43,7 +43,7 @@ private:
 Q_DECLARE_METATYPE(CanFrame)
 
 template <typename Iterator>
-void CanFrame::overwriteData(Iterator from, Iterator to)
+void CanFrame::overwriteData(Iterator from, Iterator to) // NOLINT(readability-identifier-naming)
 {
     const auto size = static_cast<int>(std::distance(from, to));
     if (m_data.size() > size)

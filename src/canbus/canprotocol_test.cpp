@@ -23,6 +23,7 @@ CanProtocol_Test::CanProtocol_Test(QObject *pParent, bool isRealMode)
 {
 }
 
+// NOLINTNEXTLINE(readability-const-return-type): the fixed signature
 const CanAnswer CanProtocol_Test::identifyAnswer(const CanMessage &message, bool *pIsAnswer)
 {
     CanAnswer answer = CanVy::answerOf(message.command());

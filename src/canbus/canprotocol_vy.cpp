@@ -26,6 +26,7 @@ CanFrame CanProtocol_Vy::decodeMessageHeader(const CanFrame &frame) const
     return frame;
 }
 
+// NOLINTNEXTLINE(readability-const-return-type): the fixed signature
 const CanAnswer CanProtocol_Vy::identifyAnswer(const CanMessage &message, bool *pIsAnswer)
 {
     const CanAnswer answer = CanVy::answerOf(message.command());

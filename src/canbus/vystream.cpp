@@ -25,7 +25,7 @@ unsigned char low(int number)
 
 /// The exclusive-or of the bytes.
 template <typename Iterator>
-unsigned char checksum(Iterator from, Iterator to)
+unsigned char checksum(Iterator from, Iterator to) // NOLINT(readability-identifier-naming)
 {
     return std::accumulate(from, to, static_cast<unsigned char>(0), std::bit_xor<>());
 }
