@@ -1,6 +1,7 @@
 #include "settingsdocument.h"
 
 #include "abstractsettings.h"
+#include "jsonscanner.h"
 #include "systempath.h"
 
 #include <QFile>
@@ -29,12 +30,29 @@ void collectUnreachable(const QJsonObject &object, const QString &prefix, QStrin
     }
 }
 
+int lineOf(const QByteArray &text, int offset)
+{
+    return text.left(offset).count('\n') + 1;
+}
+
+/// "LINE:COLUMN", both from 1; columns count characters.
 QString position(const QByteArray &text, int offset)
 {
     const QByteArray before = text.left(offset);
     const int lineBegin = before.lastIndexOf('\n') + 1;
-    const int column = QString::fromUtf8(before.mid(lineBegin)).size() + 1;
-    return QStringLiteral("%1:%2").arg(before.count('\n') + 1).arg(column);
+    const int column = QString::fromUtf8(before.mid(lineBegin)).toUcs4().size() + 1;
+    return QStringLiteral("%1:%2").arg(lineOf(text, offset)).arg(column);
+}
+
+/// The character that the error is about. Inside a text in quotes the parser's own place is right;
+/// elsewhere it may be some characters behind.
+int offsetOf(const QJsonParseError &error, const QByteArray &text)
+{
+    if (error.error == QJsonParseError::IllegalUTF8String ||
+        error.error == QJsonParseError::IllegalEscapeSequence)
+        return error.offset;
+    const int offset = JsonScanner(text).errorOffset();
+    return offset < 0 ? error.offset : offset;
 }
 
 using Values = std::vector<std::pair<QString, QJsonValue>>;
@@ -96,8 +114,9 @@ void SettingsDocument::parse()
         m_error =
             QStringLiteral("%1:1:1: the root is a single value; expected an object").arg(m_path);
     else if (error.error != QJsonParseError::NoError)
-        m_error = QStringLiteral("%1:%2: %3")
-                      .arg(m_path, position(m_bytes, error.offset), error.errorString());
+        m_error =
+            QStringLiteral("%1:%2: %3")
+                .arg(m_path, position(m_bytes, offsetOf(error, m_bytes)), error.errorString());
     else if (!document.isObject())
         m_error = QStringLiteral("%1:1:1: the root is an array; expected an object").arg(m_path);
     else if (m_root.isEmpty())

@@ -218,9 +218,8 @@ INSTANTIATE_TEST_SUITE_P(Files, VyhwWrongFile, ::testing::ValuesIn(s_wrongFiles)
 struct SyntaxCase
 {
     const char *pName;
-    const char *pContent;
-    int line;
-    int firstColumn; ///< the parser may point at the character or just behind it
+    QByteArray content;
+    const char *pPlace; ///< line and column of the character that is wrong
 };
 
 class VyhwSyntaxError : public VyhwFileTest, public ::testing::WithParamInterface<SyntaxCase>
@@ -229,22 +228,67 @@ class VyhwSyntaxError : public VyhwFileTest, public ::testing::WithParamInterfac
 
 TEST_P(VyhwSyntaxError, IsToldWithLineAndColumn)
 {
-    const QString path = write(GetParam().pContent);
+    const QString path = write(GetParam().content);
     const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
     EXPECT_EQ(outcome.exitCode, 1);
-    const auto place = [&](int column) {
-        return QStringLiteral("vyhw: %1:%2:%3: ").arg(path).arg(GetParam().line).arg(column);
-    };
-    EXPECT_TRUE(outcome.err.startsWith(place(GetParam().firstColumn)) ||
-                outcome.err.startsWith(place(GetParam().firstColumn + 1)))
-        << qPrintable(outcome.err);
+    EXPECT_EQ(outcome.out, QString());
+    const QString begin =
+        QStringLiteral("vyhw: %1:%2: ").arg(path, QString::fromLatin1(GetParam().pPlace));
+    EXPECT_TRUE(outcome.err.startsWith(begin)) << qPrintable(outcome.err);
 }
 
+// Where the end comes too early, that is the place. A text that does not end and a value that is
+// none have their beginning.
 const SyntaxCase s_syntaxCases[] = {
-    {"LoneBrace", "{", 1, 1},
-    {"MissingComma", "{\n  \"a\": 1\n  \"b\": 2\n}", 3, 3},
-    {"MissingColon", "{\n\"a\" 1}", 2, 5},
-    {"ColumnsCountCharacters", "{\"\xc3\xa4\xc3\xb6\": 1 2}", 1, 10},
+    {"LoneBrace", "{", "1:2"},
+    {"EndBehindALineEnd", "{\"a\": 1,\n", "2:1"},
+    {"EndBehindAKey", R"({"a")", "1:5"},
+    {"EndBehindANumber", R"({"a": 1)", "1:8"},
+    {"EndInAnArray", R"({"a": [1, 2)", "1:12"},
+    {"TextWithoutEnd", R"({"a": "b)", "1:7"},
+    {"TextWithoutEndBehindABackslash", R"({"a": "b\)", "1:7"},
+    {"KeyWithoutEnd", "{\n\"a", "2:1"},
+    {"MissingComma", "{\n  \"a\": 1\n  \"b\": 2\n}", "3:3"},
+    {"MissingCommaInAnInnerObject", R"({"a": {"b": 1 "c": 2}})", "1:15"},
+    {"MissingCommaInAnArray", "{\"a\": [1,\n2 3]}", "2:3"},
+    {"SemicolonAsComma", R"({"a": 1; "b": 2})", "1:8"},
+    {"MissingColon", "{\n\"a\" 1}", "2:5"},
+    {"EqualsSignAsColon", R"({"a"=1})", "1:5"},
+    {"CommaAtTheEnd", "{\"a\": 1,\n}", "2:1"},
+    {"CommaAtTheEndOfAnArray", R"({"a": [1, ]})", "1:11"},
+    {"CommaAlone", "{,}", "1:2"},
+    {"TwoCommas", R"({"a": 1,, "b": 2})", "1:9"},
+    {"TwoCommasInAnArray", R"({"a": [1,, 2]})", "1:10"},
+    {"KeyWithoutQuotes", "{a: 1}", "1:2"},
+    {"KeyInSingleQuotes", "{'a': 1}", "1:2"},
+    {"NumberAsKey", R"({"a": 1, 2: 3})", "1:10"},
+    {"MissingValue", R"({"a": })", "1:7"},
+    {"MissingValueBeforeAComma", R"({"a":, "b": 1})", "1:6"},
+    {"UnknownWord", R"({"a": yes})", "1:7"},
+    {"HalfAWord", R"({"a": tru})", "1:7"},
+    {"HalfAWordInAnArray", R"({"a": [1, tru]})", "1:11"},
+    {"WordInCapitals", R"({"a": TRUE})", "1:7"},
+    {"LeadingZero", R"({"a": 01})", "1:7"},
+    {"PlusSign", R"({"a": +1})", "1:7"},
+    {"ExponentWithoutNumber", R"({"a": 1e})", "1:7"},
+    {"NumberTooLarge", R"({"a": 1e999})", "1:7"},
+    {"Hexadecimal", R"({"a": 0x10})", "1:7"},
+    {"ValueInSingleQuotes", R"({"a": 'b'})", "1:7"},
+    {"BraceClosesAnArray", R"({"a": [1}})", "1:9"},
+    {"BracketClosesAnObject", R"({"a": 1])", "1:8"},
+    {"OneBraceTooMany", R"({"a": 1}})", "1:9"},
+    {"Comment", "{\n  \"a\": 1 // one\n}", "2:10"},
+    {"CommentBehind", "{\"a\": 1}\n# one", "2:1"},
+    {"NoJson", "\n [machine]\nmodel = Corvel\n", "2:3"},
+    {"WordAlone", "model", "1:1"},
+    {"ZeroByteBehind", QByteArray("{\"a\": 1}\0", 9), "1:9"},
+    {"ColumnsCountCharacters", "{\"\xc3\xa4\xc3\xb6\": 1 2}", "1:10"},
+    {"ColumnsCountCharactersBeyond16Bits", "{\"\xf0\x9f\x98\x80\": 1 2}", "1:9"},
+    {"ByteOrderMarkIsNoColumn", "\xEF\xBB\xBF{1}", "1:2"},
+    {"LineEndsOfTwoCharacters", "{\r\n  \"a\": 1\r\n  \"b\": 2\r\n}", "3:3"},
+    {"WrongEscape", R"({"a": "b\u12g4"})", "1:13"},
+    {"NoUtf8", "{\"a\": \"b\xff\"}", "1:9"},
+    {"NestedTooDeeply", "{\"a\":\n" + QByteArray(1024, '['), "2:1024"},
 };
 INSTANTIATE_TEST_SUITE_P(Files, VyhwSyntaxError, ::testing::ValuesIn(s_syntaxCases), caseName);
 
