@@ -73,6 +73,15 @@ QString errorAt(const SettingsDocument &document, const QString &keyPath, const 
         .arg(document.path(), keyPath, found, expected);
 }
 
+void checkDuplicates(const SettingsDocument &document, CheckResult &result)
+{
+    for (const SettingsDocument::Duplicate &key : document.duplicates())
+        result.errors += QStringLiteral("%1:%2: key \"%3\" stands in line %4 already, and only the "
+                                        "last one counts; expected it once")
+                             .arg(document.path(), key.place, printable(key.keyPath))
+                             .arg(key.firstLine);
+}
+
 void checkTypes(const SettingsDocument &document, CheckResult &result)
 {
     for (const KeyRow &row : s_rows) {
@@ -164,6 +173,7 @@ void warnOfUnknownKeys(const SettingsDocument &document, CheckResult &result)
 CheckResult checkKeys(const SettingsDocument &document)
 {
     CheckResult result;
+    checkDuplicates(document, result);
     checkShape(document, result);
     checkTypes(document, result);
     checkModel(document, result);

@@ -11,7 +11,7 @@ class SettingsDocument;
 /// What `vyhw settings check` found in a file that is JSON.
 struct CheckResult
 {
-    QStringList errors;   ///< "FILE: key "...": what is wrong, what was expected"
+    QStringList errors;   ///< "FILE: key "..." what is wrong; what was expected"
     QStringList warnings; ///< keys in the library's groups that the library does not name
     int knownKeys = 0;
 };

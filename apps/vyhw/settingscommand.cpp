@@ -124,8 +124,9 @@ void addSettingsCommand(CLI::App &app, Console &console)
     pCheck->add_option("FILE", pArguments->file, "The settings file")
         ->required()
         ->check(notEmpty());
-    pCheck->footer("A syntax error is told with line and column, a wrong value with its key and "
-                   "what was expected.\n"
+    pCheck->footer("A syntax error and a key that stands twice are told with line and column, a "
+                   "wrong value\n"
+                   "with its key and what was expected.\n"
                    "Ends with 1 when the file is wrong.\n");
     pCheck->callback([pArguments, &console] { run(check, *pArguments, console); });
 }

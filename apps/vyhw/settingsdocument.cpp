@@ -131,6 +131,16 @@ Values SettingsDocument::values() const
     return values;
 }
 
+std::vector<SettingsDocument::Duplicate> SettingsDocument::duplicates() const
+{
+    std::vector<Duplicate> duplicates;
+    const JsonScanner scanner(m_bytes);
+    for (const JsonScanner::Duplicate &key : scanner.duplicates())
+        duplicates.push_back(
+            {key.keyPath, lineOf(m_bytes, key.firstOffset), position(m_bytes, key.offset)});
+    return duplicates;
+}
+
 QStringList SettingsDocument::unreachableKeys() const
 {
     QStringList keys;

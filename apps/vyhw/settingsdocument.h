@@ -30,6 +30,15 @@ public:
     /// counts as a value.
     std::vector<std::pair<QString, QJsonValue>> values() const;
 
+    /// A key that its object has twice or more; the last value counts.
+    struct Duplicate
+    {
+        QString keyPath;
+        int firstLine;
+        QString place; ///< "LINE:COLUMN" where it stands again
+    };
+    std::vector<Duplicate> duplicates() const;
+
     /// Key paths of members whose own name contains "/": no lookup finds them.
     QStringList unreachableKeys() const;
 

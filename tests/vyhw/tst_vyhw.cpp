@@ -292,6 +292,72 @@ const SyntaxCase s_syntaxCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Files, VyhwSyntaxError, ::testing::ValuesIn(s_syntaxCases), caseName);
 
+struct DuplicateCase
+{
+    const char *pName;
+    const char *pContent;
+    QStringList keys; ///< "LINE:COLUMN KEY_PATH FIRST_LINE" of each
+};
+
+class VyhwDuplicateKey : public VyhwFileTest, public ::testing::WithParamInterface<DuplicateCase>
+{
+};
+
+TEST_P(VyhwDuplicateKey, IsToldWithItsPathAndLine)
+{
+    const QString path = write(GetParam().pContent);
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
+    QString expected;
+    for (const QString &key : GetParam().keys) {
+        const QStringList parts = key.split(QLatin1Char(' '));
+        expected += QStringLiteral("vyhw: %1:%2: key \"%3\" stands in line %4 already, and only "
+                                   "the last one counts; expected it once\n")
+                        .arg(path, parts[0], parts[1], parts[2]);
+    }
+    EXPECT_EQ(errorsOf(outcome), expected);
+    EXPECT_EQ(outcome.exitCode, GetParam().keys.isEmpty() ? 0 : 1);
+}
+
+const DuplicateCase s_duplicateCases[] = {
+    {"InTheRoot", "{\"a\": 1,\n\"b\": 2,\n\"a\": 1}", {QStringLiteral("3:1 a 1")}},
+    {"InAGroup",
+     "{\n  \"hardware\": {\n    \"usbPath\": \"/a\",\n    \"usbPath\": \"/b\"\n  }\n}",
+     {QStringLiteral("4:5 hardware/usbPath 3")}},
+    {"GroupTwice",
+     "{\"hardware\": {\"usbPath\": \"/a\"},\n \"hardware\": {\"isWifiAvailable\": true}}",
+     {QStringLiteral("2:2 hardware 1")}},
+    {"OnOneLine", R"({"a": {"b": {"c": 1, "c": 2}}})", {QStringLiteral("1:22 a/b/c 1")}},
+    {"ThreeTimes",
+     "{\"a\": 1,\n\"a\": 2,\n\"a\": 3}",
+     {QStringLiteral("2:1 a 1"), QStringLiteral("3:1 a 1")}},
+    {"InTheOrderOfTheFile",
+     "{\"a\": {\"x\": 1, \"x\": 2},\n\"b\": 1,\n\"a\": 1,\n\"b\": 2}",
+     {QStringLiteral("1:16 a/x 1"), QStringLiteral("3:1 a 1"), QStringLiteral("4:1 b 2")}},
+    {"InAnArray",
+     R"({"list": [{"id": 1}, {"id": 1, "id": 2}]})",
+     {QStringLiteral("1:32 list[1]/id 1")}},
+    {"WrittenInTwoWays", R"({"key": 1, "k\u0065y": 2})", {QStringLiteral("1:12 key 1")}},
+    {"EmptyKey", R"({"a": {"": 1, "": 2}})", {QStringLiteral("1:15 a/ 1")}},
+    {"WhatATerminalWouldActOn",
+     R"({"\u001b": 1, "\u001b": 2})",
+     {QStringLiteral("1:15 \\u001b 1")}},
+    {"BehindAByteOrderMark", "\xEF\xBB\xBF{\"a\": 1, \"a\": 2}", {QStringLiteral("1:10 a 1")}},
+    {"NoneInObjectsSideBySide", R"({"a": {"x": 1}, "b": {"x": 2}, "x": [{"x": 1}, {"x": 2}]})", {}},
+    {"NoneInOtherCase", R"({"a": 1, "A": 2})", {}},
+    {"NoneInValues", R"({"a": "a", "b": "a", "c": "\"c\": 1, \"c\": 2"})", {}},
+};
+INSTANTIATE_TEST_SUITE_P(Files, VyhwDuplicateKey, ::testing::ValuesIn(s_duplicateCases), caseName);
+
+// Why it is an error: nothing else would say that the first value is not there.
+TEST_F(VyhwFileTest, OfADuplicateKeyTheLastValueCounts)
+{
+    const QString path = write(R"({"a": 1, "a": 2})");
+    EXPECT_EQ(vyhw({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("a"),
+                    QStringLiteral("--settings"), path})
+                  .out,
+              QStringLiteral("2\n"));
+}
+
 TEST_F(VyhwFileTest, AllErrorsOfAFileAreTold)
 {
     const QString path = write(R"({"hardware": {"usbPath": 1, "isWifiAvailable": 2}})");
