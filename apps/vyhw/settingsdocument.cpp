@@ -10,6 +10,9 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 
+#include <cerrno>
+#include <unistd.h>
+
 namespace {
 
 /// Whether the whole text is one value, which the parser takes inside an array only.
@@ -55,6 +58,26 @@ int offsetOf(const QJsonParseError &error, const QByteArray &text)
     return offset < 0 ? error.offset : offset;
 }
 
+/// Why the file at this path is not to be opened; empty when it may be.
+QString reasonAgainst(const QString &path)
+{
+    const QFileInfo info(path);
+    const int error = ::access(QFile::encodeName(path).constData(), R_OK) == 0 ? 0 : errno;
+    if (error == ENOENT || error == ENOTDIR)
+        return QStringLiteral("there is no such file");
+    if (info.isDir())
+        return QStringLiteral("a folder; expected a JSON settings file");
+    if (error == EACCES)
+        return QStringLiteral("no permission to read it");
+    if (error != 0)
+        return qt_error_string(error);
+    if (!info.isFile())
+        return QStringLiteral("not a file; expected a JSON settings file");
+    if (info.size() > AbstractSettings::s_maximumFileSize)
+        return QStringLiteral("larger than 256 MiB; expected a JSON settings file");
+    return {};
+}
+
 using Values = std::vector<std::pair<QString, QJsonValue>>;
 
 void collect(const QJsonObject &object, const QString &prefix, Values &values)
@@ -86,20 +109,13 @@ SettingsDocument SettingsDocument::read(const QString &fileName)
 
 void SettingsDocument::load()
 {
-    const QFileInfo info(m_path);
+    const QString reason = reasonAgainst(m_path);
     QFile file(m_path);
-    if (!info.exists())
-        m_error = QStringLiteral("%1: there is no such file").arg(m_path);
-    else if (!info.isFile())
-        m_error = QStringLiteral("%1: not a file; expected a JSON settings file").arg(m_path);
-    else if (info.size() > AbstractSettings::s_maximumFileSize)
-        m_error =
-            QStringLiteral("%1: larger than 256 MiB; expected a JSON settings file").arg(m_path);
-    else if (!file.open(QIODevice::ReadOnly))
-        m_error = QStringLiteral("%1: %2").arg(m_path, file.errorString());
-    else
+    if (!reason.isEmpty())
+        m_error = QStringLiteral("%1: %2").arg(m_path, reason);
+    else if (file.open(QIODevice::ReadOnly))
         m_bytes = file.readAll();
-    if (m_error.isEmpty() && file.error() != QFileDevice::NoError)
+    if (file.error() != QFileDevice::NoError)
         m_error = QStringLiteral("%1: %2").arg(m_path, file.errorString());
 }
 

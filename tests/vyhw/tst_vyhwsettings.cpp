@@ -5,6 +5,7 @@
 #include <QDir>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 TEST(VyhwTest, EveryExampleSettingsFileIsRight)
 {
@@ -306,14 +307,93 @@ TEST_F(VyhwFileTest, WhatIsNoFileIsToldAndNothingHangs)
 {
     const QString folder = m_folder.path();
     EXPECT_EQ(vyhw({QStringLiteral("settings"), QStringLiteral("check"), folder}).err,
-              QStringLiteral("vyhw: %1: not a file; expected a JSON settings file\n").arg(folder));
+              QStringLiteral("vyhw: %1: a folder; expected a JSON settings file\n").arg(folder));
     const QString pipe = m_folder.filePath(QStringLiteral("pipe"));
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    EXPECT_EQ(vyhw({QStringLiteral("settings"), QStringLiteral("check"), pipe}).exitCode, 1);
+    EXPECT_EQ(vyhw({QStringLiteral("settings"), QStringLiteral("check"), pipe}).err,
+              QStringLiteral("vyhw: %1: not a file; expected a JSON settings file\n").arg(pipe));
     EXPECT_EQ(
         vyhw({QStringLiteral("settings"), QStringLiteral("check"), QStringLiteral("/dev/zero")})
             .exitCode,
         1);
+}
+
+TEST_F(VyhwFileTest, AMissingFileIsTold)
+{
+    const QString path = write("{}");
+    for (const char *pMissing : {".old", "/below"}) { // the second is below what is no folder
+        const QString missing = path + QString::fromLatin1(pMissing);
+        const Outcome outcome =
+            vyhw({QStringLiteral("settings"), QStringLiteral("check"), missing});
+        EXPECT_EQ(outcome.exitCode, 1);
+        EXPECT_EQ(outcome.err, QStringLiteral("vyhw: %1: there is no such file\n").arg(missing));
+    }
+}
+
+TEST_F(VyhwFileTest, AFileThatFailsToBeReadIsNotToldToBeMissing)
+{
+    const QString path = QStringLiteral("/proc/self/clear_refs"); // for writing only
+    const Outcome outcome = vyhw({QStringLiteral("settings"), QStringLiteral("check"), path});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_FALSE(outcome.err.contains(QStringLiteral("no such file"))) << qPrintable(outcome.err);
+    EXPECT_TRUE(outcome.err.startsWith(QStringLiteral("vyhw: %1: ").arg(path)))
+        << qPrintable(outcome.err);
+}
+
+/// A file and its folder, each of which can be closed to the tool, which runs as nobody where the
+/// test runs as root: permissions do not stop that one.
+class VyhwPermissionTest : public VyhwFileTest
+{
+protected:
+    void SetUp() override
+    {
+        open(m_folder.path());
+        if (asNobody({QStringLiteral("--version")}).exitCode != 0)
+            GTEST_SKIP() << "the tool cannot be run as another user than root here";
+    }
+    void TearDown() override { open(m_folder.path()); }
+
+    static void open(const QString &path) { setMode(path, 0755); }
+    static void close(const QString &path) { setMode(path, 0); }
+
+    static Outcome check(const QString &path)
+    {
+        return asNobody({QStringLiteral("settings"), QStringLiteral("check"), path});
+    }
+
+private:
+    static void setMode(const QString &path, mode_t mode)
+    {
+        EXPECT_EQ(::chmod(QFile::encodeName(path).constData(), mode), 0);
+    }
+
+    static Outcome asNobody(const QStringList &arguments)
+    {
+        if (::geteuid() != 0)
+            return vyhw(arguments);
+        return run(QStringLiteral("setpriv"),
+                   QStringList{QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                               QStringLiteral("--clear-groups"), QStringLiteral(VYHW_PROGRAM)} +
+                       arguments);
+    }
+};
+
+TEST_F(VyhwPermissionTest, AFileThatMayNotBeReadIsTold)
+{
+    const QString path = write("{}");
+    close(path);
+    const Outcome outcome = check(path);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.err, QStringLiteral("vyhw: %1: no permission to read it\n").arg(path));
+}
+
+TEST_F(VyhwPermissionTest, AFileInAFolderThatMayNotBeReadIsNotToldToBeMissing)
+{
+    const QString path = write("{}");
+    close(m_folder.path());
+    const Outcome outcome = check(path);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.err, QStringLiteral("vyhw: %1: no permission to read it\n").arg(path));
 }
 
 TEST_F(VyhwFileTest, AFileNameInUtf8IsFoundInEveryLocale)

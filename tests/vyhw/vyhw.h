@@ -13,18 +13,23 @@ struct Outcome
     QString err;
 };
 
-/// Runs the tool to its end.
-inline Outcome vyhw(const QStringList &arguments)
+/// Runs the program to its end.
+inline Outcome run(const QString &program, const QStringList &arguments)
 {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C")); // the poorest locale
     process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(VYHW_PROGRAM), arguments);
+    process.start(program, arguments);
     if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
         return {-1, QString(), process.errorString()};
     return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
+}
+
+inline Outcome vyhw(const QStringList &arguments)
+{
+    return run(QStringLiteral(VYHW_PROGRAM), arguments);
 }
 
 inline QString configFile(const char *pName)
