@@ -15,6 +15,7 @@
 #include <QLoggingCategory>
 #include <QTextCodec>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,17 @@ constexpr auto s_pFooter =
     "  vyhw settings check config/lirenta.json\n"
     "  vyhw settings get hardware/usbPath --settings config/lirenta.json\n";
 
+/// The help of all commands goes down to the sub-commands of commands, not to their names alone.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_subcommands(const CLI::App *pApp, CLI::AppFormatMode mode) const override
+    {
+        const bool isExpanded = mode != CLI::AppFormatMode::Normal;
+        return CLI::Formatter::make_subcommands(pApp, isExpanded ? CLI::AppFormatMode::All : mode);
+    }
+};
+
 /// Names the words that no command takes; the parser would only say that a command is missing.
 std::string failureMessage(const CLI::App *pApp, const CLI::Error &error)
 {
@@ -44,6 +56,7 @@ std::string failureMessage(const CLI::App *pApp, const CLI::Error &error)
 
 void addCommands(CLI::App &app, Console &console)
 {
+    app.formatter(std::make_shared<HelpFormatter>());
     app.set_version_flag("--version", "vyhw " VY_VERSION);
     app.require_subcommand(1);
     app.set_help_all_flag("--help-all", "Print the help of all commands");

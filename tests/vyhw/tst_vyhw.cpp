@@ -112,6 +112,51 @@ TEST(VyhwTest, HelpAndVersionEndWithZero)
     EXPECT_TRUE(help.out.contains(QStringLiteral("Exit codes:")));
 }
 
+struct HelpCase
+{
+    const char *pName;
+    const char *pHeading; ///< the command's line with its indentation
+    QStringList lines;    ///< how lines below it begin, without indentation
+};
+
+using VyhwHelpOfAllCommands = ::testing::TestWithParam<HelpCase>;
+
+TEST_P(VyhwHelpOfAllCommands, ShowsWhatTheCommandTakes)
+{
+    const QStringList lines = vyhw(words("--help-all")).out.split(QLatin1Char('\n'));
+    const QString heading = QString::fromLatin1(GetParam().pHeading);
+    const auto indentation = [](const QString &line) {
+        return line.indexOf(QRegularExpression(QStringLiteral("\\S")));
+    };
+    QStringList below;
+    for (int i = lines.indexOf(heading) + 1; indentation(lines.value(i)) > indentation(heading);
+         ++i)
+        below.append(lines.at(i).trimmed());
+    for (const QString &line : GetParam().lines) {
+        const QRegularExpression begin(QLatin1Char('^') + QRegularExpression::escape(line));
+        EXPECT_EQ(below.filter(begin).size(), 1) << qPrintable(line);
+    }
+}
+
+const HelpCase s_helpCases[] = {
+    {"ModelShow",
+     "  show",
+     {QStringLiteral("MODEL"), QStringLiteral("SUBTYPE"), QStringLiteral("--settings FILE"),
+      QStringLiteral("--json")}},
+    {"SettingsGet", "  get", {QStringLiteral("KEY"), QStringLiteral("--settings FILE")}},
+    {"SettingsList", "  list", {QStringLiteral("--settings FILE")}},
+    {"SettingsCheck", "  check", {QStringLiteral("FILE")}},
+    {"CupWatch",
+     "  watch",
+     {QStringLiteral("FILE"), QStringLiteral("--sensibility"), QStringLiteral("--seconds")}},
+    {"Brightness",
+     "brightness",
+     {QStringLiteral("SET"), QStringLiteral("MODEL"), QStringLiteral("SUBTYPE"),
+      QStringLiteral("--settings FILE"), QStringLiteral("--force")}},
+};
+INSTANTIATE_TEST_SUITE_P(Commands, VyhwHelpOfAllCommands, ::testing::ValuesIn(s_helpCases),
+                         caseName);
+
 TEST(VyhwTest, OutputThatCannotBeWrittenIsAnError)
 {
     QProcess process;
