@@ -45,12 +45,31 @@ public:
     }
 };
 
+/// The innermost command of the call.
+const CLI::App *commandOf(const CLI::App *pApp)
+{
+    while (!pApp->get_subcommands().empty())
+        pApp = pApp->get_subcommands().front();
+    return pApp;
+}
+
+/// What the user may have meant by a word that the command does not take; empty where nobody knows.
+/// A number is a subtype rather than a file.
+std::string hint(const CLI::App *pCommand, const std::string &word)
+{
+    const bool isNumber = word.find_first_not_of("0123456789") == std::string::npos;
+    if (isNumber || word.front() == '-' || pCommand->get_option_no_throw("--settings") == nullptr)
+        return {};
+    return "; name a settings file with --settings FILE";
+}
+
 /// Names the words that no command takes; the parser would only say that a command is missing.
 std::string failureMessage(const CLI::App *pApp, const CLI::Error &error)
 {
     const std::vector<std::string> unknown = pApp->remaining(true);
-    const std::string text =
-        unknown.empty() ? error.what() : "\"" + unknown.front() + "\" is not known here";
+    const std::string text = unknown.empty() ? error.what()
+                                             : "\"" + unknown.front() + "\" is not known here" +
+                                                   hint(commandOf(pApp), unknown.front());
     return "vyhw: " + text + "\nvyhw --help and vyhw COMMAND --help show what is.\n";
 }
 
