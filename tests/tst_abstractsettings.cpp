@@ -299,6 +299,43 @@ INSTANTIATE_TEST_SUITE_P(Members, AbstractSettingsMemberTable,
                          ::testing::Combine(::testing::ValuesIn(s_memberCases), ::testing::Bool()),
                          memberCaseName);
 
+namespace {
+
+/// What a mandatory or optional lookup of a member that is null tells, in its order.
+std::vector<std::string> reportsOfANullMember(bool optional)
+{
+    std::vector<std::string> reports;
+    const int assertObserver = addAssertObserver([&reports](const AssertRecord &record) {
+        reports.push_back("assertion: " + record.message.toStdString());
+    });
+    const int logObserver = LogFormatter::addObserver([&reports](const LogRecord &record) {
+        reports.push_back("line: " + record.text.toStdString());
+    });
+    bool found = true;
+    const QJsonObject object{{QStringLiteral("id"), QJsonValue::Null}};
+    AbstractSettings().findSetting(object, QStringLiteral("id"), optional, found, nullptr);
+    LogFormatter::removeObserver(logObserver);
+    removeAssertObserver(assertObserver);
+    return reports;
+}
+
+} // namespace
+
+TEST(AbstractSettingsTest, MandatoryMemberThatIsMissingIsReportedByTheAssertionThenByTheLine)
+{
+    const QString key = QStringLiteral("id");
+    EXPECT_EQ(reportsOfANullMember(false),
+              (std::vector<std::string>{"assertion: " + missingValue(key).toStdString(),
+                                        "line: " + missingValueLine(key).toStdString()}));
+}
+
+TEST(AbstractSettingsTest, OptionalMemberThatIsMissingIsReportedByTheLineAlone)
+{
+    EXPECT_EQ(
+        reportsOfANullMember(true),
+        std::vector<std::string>{"line: " + missingValueLine(QStringLiteral("id")).toStdString()});
+}
+
 TEST(AbstractSettingsTest, MemberLookupDoesNotLookIntoTheDocument)
 {
     AbstractSettings::setSettings(R"({"x": 1})");
