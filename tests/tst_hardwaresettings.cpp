@@ -7,6 +7,7 @@
 #include "support/casename.h"
 #include "support/logspy.h"
 
+#include <QJsonDocument>
 #include <QMetaEnum>
 #include <QMetaMethod>
 #include <QMetaProperty>
@@ -16,6 +17,8 @@
 
 #include <iterator>
 #include <limits>
+#include <malloc.h>
+#include <memory>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -772,9 +775,9 @@ TEST(HardwareSettingsTest, ParallelStepsEightLeavesFourAndSevenIsStoredAndNegati
 }
 
 // -- actuator board -------------------------------------------------------------------------------
-// That the settings own what is filed with them shows under the address sanitizer: what they do not
-// delete leaks, what they delete twice ends the test. ActuatorBoardSettings is a plain value that
-// tells nobody when it goes.
+// ActuatorBoardSettings is a plain value that tells nobody when it goes, so that the settings
+// delete what they own shows in the memory in use. Under the address sanitizer, which counts none,
+// what is not deleted leaks, and what is deleted twice ends the test.
 
 namespace {
 
@@ -783,6 +786,24 @@ void expectOneReport(const AssertSpy &asserts, const char *pCondition, const cha
     ASSERT_EQ(asserts.records().size(), 1);
     EXPECT_EQ(asserts.count(pCondition, pMessage, "src/hardwaresettings"), 1);
     EXPECT_FALSE(asserts.records().first().isRelease);
+}
+
+/// Of the heap, in bytes; 0 under a sanitizer.
+qint64 memoryInUse()
+{
+    return static_cast<qint64>(mallinfo2().uordblks);
+}
+
+constexpr int s_largeBoardEntries = 10'000;
+constexpr qint64 s_largeBoardBytes = s_largeBoardEntries * 2 * sizeof(int); ///< at least
+
+/// Settings large enough for their deletion to be seen in the memory in use.
+ActuatorBoardSettings *newLargeBoard()
+{
+    auto *const pBoard = new ActuatorBoardSettings;
+    for (int i = 0; i < s_largeBoardEntries; ++i)
+        pBoard->addIO(static_cast<InputsOutputs::InputsOutputsUUID>(i), i);
+    return pBoard;
 }
 
 void expectDuplicateReport(const AssertSpy &asserts)
@@ -883,6 +904,40 @@ TEST(HardwareSettingsTest, SameActuatorBoardAgainIsReportedAndStays)
     EXPECT_EQ(settings.actuatorBoard()->io(InputsOutputs::WaterPump), 3);
 }
 
+TEST(HardwareSettingsTest, ReplacedActuatorBoardIsDeleted)
+{
+    if (memoryInUse() == 0)
+        GTEST_SKIP() << "the sanitizer looks for itself";
+    PlainSettings settings;
+    settings.addActuatorBoardSettings(HardwareSettings::LirentaPlus, newLargeBoard());
+    const qint64 before = memoryInUse();
+    settings.addActuatorBoardSettings(HardwareSettings::LirentaPlus, new ActuatorBoardSettings);
+    EXPECT_LT(memoryInUse(), before - s_largeBoardBytes);
+}
+
+TEST(HardwareSettingsTest, SameActuatorBoardAgainIsNotDeleted)
+{
+    PlainSettings settings;
+    ActuatorBoardSettings *const pBoard = newLargeBoard();
+    settings.addActuatorBoardSettings(HardwareSettings::LirentaPlus, pBoard);
+    const qint64 before = memoryInUse();
+    settings.addActuatorBoardSettings(HardwareSettings::LirentaPlus, pBoard);
+    EXPECT_GE(memoryInUse(), before - s_largeBoardBytes);
+    EXPECT_EQ(pBoard->io(static_cast<InputsOutputs::InputsOutputsUUID>(9'999)), 9'999);
+}
+
+TEST(HardwareSettingsTest, ActuatorBoardsAreDeletedWithTheSettings)
+{
+    if (memoryInUse() == 0)
+        GTEST_SKIP() << "the sanitizer looks for itself";
+    auto pSettings = std::make_unique<PlainSettings>();
+    pSettings->addActuatorBoardSettings(HardwareSettings::LirentaPlus, newLargeBoard());
+    pSettings->addActuatorBoardSettings(HardwareSettings::LirentaStandard, newLargeBoard());
+    const qint64 before = memoryInUse();
+    pSettings.reset();
+    EXPECT_LT(memoryInUse(), before - 2 * s_largeBoardBytes);
+}
+
 TEST(HardwareSettingsTest, UnknownIdentifierOnTheActuatorBoardYields255AndLogsOncePerCall)
 {
     const PlainSettings settings;
@@ -930,13 +985,59 @@ const KeyCase s_keyCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Keys, SettingsKeysTable, ::testing::ValuesIn(s_keyCases), caseName);
 
+namespace {
+
+/// Every property as the table has it, read by its name.
+void expectDefaults(const HardwareSettings &settings)
+{
+    for (const PropertyCase &row : s_propertyCases)
+        EXPECT_EQ(text(settings.property(row.pName)), row.pDefault) << row.pName;
+}
+
+/// Each property's name with another value than the default.
+QJsonObject otherValues()
+{
+    QJsonObject object;
+    for (const PropertyCase &row : s_propertyCases) {
+        const QString name = QString::fromLatin1(row.pName);
+        if (std::string(row.pType) == "bool")
+            object.insert(name, std::string(row.pDefault) == "false");
+        else if (std::string(row.pType) == "int")
+            object.insert(name, 77);
+        else
+            object.insert(name, QJsonObject{{QStringLiteral("width"), 77}});
+    }
+    return object;
+}
+
+} // namespace
+
+// A key that is looked up and is not there leaves an assertion report or a line in the log.
+TEST(HardwareSettingsTest, ConstructionAndPropertiesLookUpNoKeyBeforeAFileIsLoaded)
+{
+    const AssertSpy asserts;
+    const LogSpy log;
+    const PlainSettings settings;
+    expectDefaults(settings);
+    EXPECT_FALSE(settings.hasRotatedTargetDisplay());
+    EXPECT_TRUE(asserts.records().isEmpty());
+    EXPECT_TRUE(log.records().isEmpty()) << log.texts().join(QLatin1Char('\n')).toStdString();
+}
+
 TEST(HardwareSettingsTest, NoPropertyIsReadFromTheSettingsFile)
 {
-    AbstractSettings::setSettings(
-        R"({"maxEspressoTemp": 1, "hardware": {"maxEspressoTemp": 1, "hasRotatedTargetDisplay": true}})");
-    const PlainSettings settings;
-    EXPECT_EQ(settings.property("maxEspressoTemp"), QVariant(1050));
-    EXPECT_FALSE(settings.hasRotatedTargetDisplay());
+    QJsonObject hardware = otherValues();
+    for (const KeyCase &row : s_keyCases)
+        hardware.insert(QString(row.key).section(QLatin1Char('/'), 1), true);
+    QJsonObject root = otherValues();
+    EXPECT_EQ(root.size(), 89);
+    root.insert(QStringLiteral("hardware"), hardware);
+    const PlainSettings before;
+    AbstractSettings::setSettings(QJsonDocument(root).toJson());
+    const PlainSettings after;
+    expectDefaults(before);
+    expectDefaults(after);
+    EXPECT_FALSE(after.hasRotatedTargetDisplay());
 }
 
 static_assert(std::is_abstract_v<HardwareSettings>, "each machine makes its own controller");
