@@ -1,42 +1,20 @@
 #include "Corvel/hardwarecontrollercorvel.h"
 
-#include "controllers/backlight.h"
-#include "support/assertspy.h"
+#include "controllers/brightnesstests.h"
 #include "support/casename.h"
-#include "support/logspy.h"
 
 #include <cstdint>
 #include <limits>
 
 namespace {
 
-constexpr const char *s_unit = "src/Corvel/hardwarecontrollercorvel";
-
-void expectReports(const AssertSpy &asserts, int value, int maximum)
-{
-    const int isNegative = value < 0 ? 1 : 0;
-    const int isTooHigh = value > maximum ? 1 : 0;
-    EXPECT_EQ(asserts.records().size(), isNegative + isTooHigh) << value;
-    EXPECT_EQ(asserts.count("finalValue >= 0", "Final value must be larger than 0", s_unit),
-              isNegative)
-        << value;
-    EXPECT_EQ(asserts.count("finalValue <= m_maxBrightness",
-                            "Final value must be smaller than maxBrightness", s_unit),
-              isTooHigh)
-        << value;
-    for (const AssertRecord &record : asserts.records())
-        EXPECT_FALSE(record.isRelease);
-}
+constexpr TooHighReport s_tooHigh{"finalValue <= m_maxBrightness",
+                                  "Final value must be smaller than maxBrightness",
+                                  "src/Corvel/hardwarecontrollercorvel"};
 
 } // namespace
 
-struct CorvelCase
-{
-    const char *pName;
-    int maximum;
-};
-
-using CorvelBrightness = ::testing::TestWithParam<CorvelCase>;
+using CorvelBrightness = ::testing::TestWithParam<MaximumCase>;
 
 TEST_P(CorvelBrightness, IsDirectAndReportedOutsideItsScaleButNotClamped)
 {
@@ -46,7 +24,7 @@ TEST_P(CorvelBrightness, IsDirectAndReportedOutsideItsScaleButNotClamped)
         const int expected = percent * GetParam().maximum / 100;
         const AssertSpy asserts;
         EXPECT_EQ(controller.calculateFinalBrightness(percent), expected) << percent;
-        expectReports(asserts, expected, GetParam().maximum);
+        expectReports(asserts, expected, GetParam().maximum, s_tooHigh);
     }
 }
 
@@ -66,19 +44,10 @@ TEST_P(CorvelBrightness, IsWrittenForEveryPercentWithoutAReport)
 
 TEST_P(CorvelBrightness, OutsideTheRangeIsRefusedAndNotCalculated)
 {
-    const PlatformValue target(2);
-    const Backlight backlight(QByteArray::number(GetParam().maximum));
-    HardwareControllerCorvel controller(backlight.maximumFile(), backlight.file(), nullptr);
-    const AssertSpy asserts;
-    const LogSpy log;
-    EXPECT_FALSE(controller.setBrightness(-1));
-    EXPECT_FALSE(controller.setBrightness(101));
-    EXPECT_EQ(backlight.written(), Backlight::s_untouched);
-    EXPECT_TRUE(asserts.records().isEmpty());
-    EXPECT_EQ(log.count("Cannot set brightness to:", 4, Log::InputOutput), 2);
+    expectOutsideTheRangeRefused<HardwareControllerCorvel>(GetParam().maximum);
 }
 
-const CorvelCase s_corvelCases[] = {
+const MaximumCase s_corvelCases[] = {
     {"Zero", 0},     {"One", 1},       {"Two", 2},    {"Fifteen", 15},
     {"Board64", 64}, {"Hundred", 100}, {"Byte", 255}, {"Thousand", 1000},
 };

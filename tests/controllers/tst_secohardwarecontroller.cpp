@@ -1,41 +1,19 @@
 #include "SecoB40/secob40hardwarecontroller.h"
 
-#include "controllers/backlight.h"
-#include "support/assertspy.h"
+#include "controllers/brightnesstests.h"
 #include "support/casename.h"
-#include "support/logspy.h"
 
 #include <cstdint>
 #include <limits>
 
 namespace {
 
-constexpr const char *s_unit = "src/SecoB40/secob40hardwarecontroller";
-
-void expectReports(const AssertSpy &asserts, int value)
-{
-    const int isNegative = value < 0 ? 1 : 0;
-    const int isTooHigh = value > 63 ? 1 : 0;
-    EXPECT_EQ(asserts.records().size(), isNegative + isTooHigh) << value;
-    EXPECT_EQ(asserts.count("finalValue >= 0", "Final value must be larger than 0", s_unit),
-              isNegative)
-        << value;
-    EXPECT_EQ(asserts.count("finalValue <= 63", "Final value must be smaller than 63", s_unit),
-              isTooHigh)
-        << value;
-    for (const AssertRecord &record : asserts.records())
-        EXPECT_FALSE(record.isRelease);
-}
+constexpr TooHighReport s_tooHigh{"finalValue <= 63", "Final value must be smaller than 63",
+                                  "src/SecoB40/secob40hardwarecontroller"};
 
 } // namespace
 
-struct SecoCase
-{
-    const char *pName;
-    int maximum;
-};
-
-using SecoBrightness = ::testing::TestWithParam<SecoCase>;
+using SecoBrightness = ::testing::TestWithParam<MaximumCase>;
 
 TEST_P(SecoBrightness, IsInvertedAndReportedOutsideItsRegisterButNotClamped)
 {
@@ -45,7 +23,7 @@ TEST_P(SecoBrightness, IsInvertedAndReportedOutsideItsRegisterButNotClamped)
         const int expected = (100 - percent) * (GetParam().maximum - 1) / 100;
         const AssertSpy asserts;
         EXPECT_EQ(controller.calculateFinalBrightness(percent), expected) << percent;
-        expectReports(asserts, expected);
+        expectReports(asserts, expected, 63, s_tooHigh);
     }
 }
 
@@ -59,25 +37,16 @@ TEST_P(SecoBrightness, IsWrittenForEveryPercent)
         const AssertSpy asserts;
         EXPECT_TRUE(controller.setBrightness(percent)) << percent;
         EXPECT_EQ(backlight.written(), std::to_string(expected)) << percent;
-        expectReports(asserts, expected);
+        expectReports(asserts, expected, 63, s_tooHigh);
     }
 }
 
 TEST_P(SecoBrightness, OutsideTheRangeIsRefusedAndNotCalculated)
 {
-    const PlatformValue target(2);
-    const Backlight backlight(QByteArray::number(GetParam().maximum));
-    SecoHardwareController controller(backlight.maximumFile(), backlight.file(), nullptr);
-    const AssertSpy asserts;
-    const LogSpy log;
-    EXPECT_FALSE(controller.setBrightness(-1));
-    EXPECT_FALSE(controller.setBrightness(101));
-    EXPECT_EQ(backlight.written(), Backlight::s_untouched);
-    EXPECT_TRUE(asserts.records().isEmpty());
-    EXPECT_EQ(log.count("Cannot set brightness to:", 4, Log::InputOutput), 2);
+    expectOutsideTheRangeRefused<SecoHardwareController>(GetParam().maximum);
 }
 
-const SecoCase s_secoCases[] = {
+const MaximumCase s_secoCases[] = {
     {"Zero", 0},      {"One", 1},    {"Two", 2},
     {"Fifteen", 15},  {"Board", 64}, {"OneAboveTheBoard", 65},
     {"Hundred", 100}, {"Byte", 255}, {"Thousand", 1000},
