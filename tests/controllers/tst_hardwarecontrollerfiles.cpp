@@ -3,41 +3,12 @@
 #include "controllers/backlight.h"
 #include "controllers/oneline.h"
 #include "support/casename.h"
+#include "support/filesizelimit.h"
 #include "support/logspy.h"
 
 #include <QDir>
 
-#include <csignal>
 #include <limits>
-#include <sys/resource.h>
-
-namespace {
-
-/// Files of the process can have no more than this until the end of the scope: a write beyond it
-/// is refused.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-        : m_handlerBefore(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{bytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handlerBefore);
-    }
-    Q_DISABLE_COPY_MOVE(FileSizeLimit)
-
-private:
-    void (*m_handlerBefore)(int);
-    rlimit m_before{};
-};
-
-} // namespace
 
 struct ContentCase
 {
@@ -212,15 +183,14 @@ TEST(WriteIntToFile, ReplacesTheContentByTheDecimalTextAlone)
     EXPECT_TRUE(log.records().isEmpty());
 }
 
-TEST(WriteIntToFile, FailsAndSaysSoWhenTheFileRefusesTheValue)
+TEST(WriteIntToFile, LinkToADeviceIsNotOpened)
 {
     const Backlight files("64");
-    const QString full = files.path(QStringLiteral("full"));
-    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/full"), full));
+    const QString device = files.path(QStringLiteral("device"));
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/full"), device));
     const LogSpy log;
-    EXPECT_FALSE(AbstractHardwareController::writeIntToFile(full, 5));
-    EXPECT_EQ(log.count(full, 4, Log::InputOutput), 1);
-    EXPECT_EQ(log.records().size(), 1);
+    EXPECT_FALSE(AbstractHardwareController::writeIntToFile(device, 5));
+    expectOneLine(log, 4, QStringLiteral("Could not open file for writing: \"%1").arg(device));
 }
 
 TEST(WriteIntToFile, FailsAndSaysSoWhenTheFileCannotGrow)
@@ -233,5 +203,7 @@ TEST(WriteIntToFile, FailsAndSaysSoWhenTheFileCannotGrow)
         isWritten = AbstractHardwareController::writeIntToFile(files.file(), 5);
     }
     EXPECT_FALSE(isWritten);
+    EXPECT_EQ(log.records().size(), 1);
     EXPECT_EQ(log.count(files.file(), 4, Log::InputOutput), 1);
+    EXPECT_EQ(log.count("Could not open"), 0); // it is the value that the file refuses
 }

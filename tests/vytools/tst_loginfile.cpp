@@ -1,6 +1,7 @@
 #include "loginfile.h"
 
 #include "support/casename.h"
+#include "support/filesizelimit.h"
 #include "support/logfolder.h"
 #include "support/logspy.h"
 #include "support/scopedvariable.h"
@@ -10,13 +11,11 @@
 #include <QRegularExpression>
 #include <array>
 #include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <gtest/gtest.h>
 #include <memory>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -56,30 +55,6 @@ QString joined(const QStringList &texts)
 {
     return texts.join(QLatin1Char('|'));
 }
-
-/// The size that a file of the process can have, until the end of the scope. What is written beyond
-/// it fails with the bytes up to there written, as on a full disk.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-        : m_handlerBefore(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{bytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handlerBefore);
-    }
-    Q_DISABLE_COPY_MOVE(FileSizeLimit)
-
-private:
-    void (*m_handlerBefore)(int);
-    rlimit m_before{};
-};
 
 } // namespace
 
@@ -478,6 +453,20 @@ protected:
         EXPECT_EQ(m_spy.texts().filter(number).size(), 1) << joined(m_spy.texts()).toStdString();
     }
 
+    /// Of a log whose file is broken: seventeen lines are lost and told once, and the three behind
+    /// the mending are written.
+    void expectLossUntilMended(LogInFile &log)
+    {
+        logNumbers(log, 1, 17);
+        expectTold(LogWarning);
+        m_spy.clear();
+
+        mendIt();
+        logNumbers(log, 18, 20);
+        EXPECT_EQ(logTexts(), "18|19|20");
+        expectToldLost(17);
+    }
+
     LogSpy m_spy;
 
 private:
@@ -531,14 +520,7 @@ TEST_P(LogInFileFailures, CostLinesAndAreToldOnceFromTheFirstLineOn)
     breakIt();
     const auto pLog = makeLog();
     EXPECT_TRUE(m_spy.records().isEmpty());
-    logNumbers(*pLog, 1, 17);
-    expectTold(LogWarning);
-    m_spy.clear();
-
-    mendIt();
-    logNumbers(*pLog, 18, 20);
-    EXPECT_EQ(logTexts(), "18|19|20");
-    expectToldLost(17);
+    expectLossUntilMended(*pLog);
 }
 
 TEST_P(LogInFileFailures, CostLinesAndAreToldOnceWhileTheFileIsOpen)
@@ -549,14 +531,7 @@ TEST_P(LogInFileFailures, CostLinesAndAreToldOnceWhileTheFileIsOpen)
     EXPECT_TRUE(m_spy.records().isEmpty());
 
     breakIt();
-    logNumbers(*pLog, 1, 17);
-    expectTold(LogWarning);
-    m_spy.clear();
-
-    mendIt();
-    logNumbers(*pLog, 18, 20);
-    EXPECT_EQ(logTexts(), "18|19|20");
-    expectToldLost(17);
+    expectLossUntilMended(*pLog);
 }
 
 TEST_P(LogInFileFailures, AreToldAgainWhenTheyComeBack)
