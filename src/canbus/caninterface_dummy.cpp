@@ -75,8 +75,9 @@ bool CanInterface_Dummy::writeToCan(const CanFrame &frame)
 
 void CanInterface_Dummy::simulateIncomingFrameFromLastSent()
 {
+    const CanFrame frame = m_lastFrameSent; // whoever hears it may send another
     if (m_isAnswerSimulation)
-        onFrameReceived(m_lastFrameSent);
+        onFrameReceived(frame);
 }
 
 void CanInterface_Dummy::simulateIncomingFrameFromLastFirstFrameSent(int answerCommand)
@@ -89,6 +90,9 @@ void CanInterface_Dummy::simulateIncomingFrameFromLastFirstFrameSent(int answerC
         return;
     VYCanFrame answer(CanVy::acknowledgeFrame(sent.destinationAddress(), sent.sourceAddress(),
                                               answerCommand, command));
+    answer.setId(sent.id()); // with the bits above its fields
+    answer.setSourceAddress(sent.destinationAddress());
+    answer.setDestinationAddress(sent.sourceAddress());
     onFrameReceived(answer);
 }
 

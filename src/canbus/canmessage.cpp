@@ -109,7 +109,10 @@ quint32 CanMessage::numberAt(int index, int bytes) const
                        "src/canbus/canmessage", 146);
     }
     quint32 number = 0;
-    for (int i = 0; i < bytes; ++i)
-        number = number << 8U | m_data.value(index + i, 0);
+    for (int i = 0; i < bytes; ++i) {
+        // Unsigned, because the highest index has no next one.
+        const auto at = static_cast<unsigned>(index) + static_cast<unsigned>(i);
+        number = number << 8U | m_data.value(static_cast<int>(at), 0);
+    }
     return number;
 }
