@@ -204,6 +204,17 @@ TEST_F(AbstractCanInterfaceTest, LogGoesToTheModuleOfTheBusToo)
     EXPECT_EQ(log.count("| c Received by CpuBoardOstrel", 0, Log::CanBus), 1);
 }
 
+// The file's switch is the one that the frames ask.
+TEST_F(AbstractCanInterfaceTest, FramesAreNotLoggedWhileOnlyTheOtherSwitchIsOn)
+{
+    const LogSpy log;
+    m_interface.setLogInDebug(true);
+    m_interface.onFrameReceived(receivedFrame());
+    m_interface.writeToCan(QList<CanFrame>{sentFrame()});
+    EXPECT_TRUE(log.records().isEmpty());
+    EXPECT_TRUE(m_folder.names().isEmpty());
+}
+
 // 8 MiB for the file, one older file, and what is there is continued.
 TEST_F(AbstractCanInterfaceTest, LogIsRotatedAtItsSizeAndHasOneOlderFile)
 {
