@@ -85,11 +85,11 @@ void CanInterface_Dummy::simulateIncomingFrameFromLastFirstFrameSent(int answerC
     if (!m_isAnswerSimulation || m_lastFirstFrameSent.dataSize() == 0)
         return;
     const VYCanFrame sent(m_lastFirstFrameSent);
-    const int command = sent.messageCommandInFirstFrame();
-    if (CanVy::isAcknowledge(command))
+    const int answered = sent.messageCommandInFirstFrame();
+    if (CanVy::isAcknowledge(answered))
         return;
     VYCanFrame answer(CanVy::acknowledgeFrame(sent.destinationAddress(), sent.sourceAddress(),
-                                              answerCommand, command));
+                                              answerCommand, answered));
     answer.setId(sent.id()); // with the bits above its fields
     answer.setSourceAddress(sent.destinationAddress());
     answer.setDestinationAddress(sent.sourceAddress());
