@@ -121,13 +121,11 @@ bool CanBus::_send(int channelId, QList<CanMessage *> &messages, CanBusNode *pNo
         return true;
     }
     if (isToldOfRefusals(pNode)) {
-        const CanMessage *const pFirst = messages.value(0);
-        const int command = pFirst ? pFirst->command() : -1;
-        const int destination = pFirst ? pFirst->destination() : -1;
+        const CanMessage first = firstOf(messages);
         LogFormatter(3, Log::CanBus)
-            << Q_FUNC_INFO << "CAN Bus not available, command" << CanVy::commandCanToString(command)
-            << "(" << command << ") toward" << CanVy::Address::toString(destination)
-            << "and subsequent messages not sent";
+            << Q_FUNC_INFO << "CAN Bus not available, command"
+            << CanVy::commandCanToString(first.command()) << "(" << first.command() << ") toward"
+            << CanVy::Address::toString(first.destination()) << "and subsequent messages not sent";
     }
     if (isDeletedOnFailure) {
         qDeleteAll(messages);

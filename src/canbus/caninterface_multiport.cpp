@@ -22,7 +22,7 @@ QString headText(quint32 id, int length)
 QByteArray recordOf(const CanFrame &frame)
 {
     QByteArray record(s_headSize + frame.dataSize(), '\0');
-    qToBigEndian(frame.id(), record.data());
+    qToLittleEndian(CanInterface_Multiport::swap(frame.id()), record.data());
     record[s_idSize] = static_cast<char>(frame.dataSize());
     std::copy(frame.data().cbegin(), frame.data().cend(), record.begin() + s_headSize);
     return record;
@@ -110,7 +110,7 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
     const QPointer<CanInterface_Multiport> pThis(this); // a slot may delete it
     while (m_buffer.size() - m_consumed > s_idSize) {
         const char *const pRecord = m_buffer.constData() + m_consumed;
-        const auto id = qFromBigEndian<quint32>(pRecord);
+        const quint32 id = swap(qFromLittleEndian<quint32>(pRecord));
         const int length = qFromBigEndian<qint8>(pRecord + s_idSize);
         if (length < 0) {
             LogFormatter(4, Log::CanBus)
@@ -143,6 +143,11 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
 Multiport *CanInterface_Multiport::multiport() const
 {
     return gHardwareEnv ? gHardwareEnv->multiport() : nullptr;
+}
+
+unsigned int CanInterface_Multiport::swap(unsigned int value)
+{
+    return qbswap(value);
 }
 
 void CanInterface_Multiport::listenTo(Multiport *pMultiport)

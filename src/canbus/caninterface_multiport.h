@@ -28,6 +28,9 @@ public:
     /// False when the link is down; the frame is then not sent later either.
     bool writeToCan(const CanFrame &frame) override;
 
+    /// The four bytes in reverse order: the stream's identifier is big-endian.
+    static unsigned int swap(unsigned int value);
+
 public Q_SLOTS:
     /// Bytes of the stream, cut anywhere. What a frame lacks comes with a later delivery; a length
     /// of 128 or more cannot be meant and empties the buffer. A delivery that comes while a frame

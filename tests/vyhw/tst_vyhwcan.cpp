@@ -1,4 +1,4 @@
-#include "vyhw/toolrun.h"
+#include "vyhw/vyhw.h"
 
 #include "support/casename.h"
 
