@@ -132,6 +132,11 @@ void AbstractCanProtocol::addIncomingMessage(const IncomingCanMessage &entry)
         removeIncomingMessage(0);
     }
     m_incomingMessages.append(entry);
+    IncomingCanMessage &added = m_incomingMessages.last();
+    if (added.pReceptionTimer && added.receptionTimeoutMs == 0) { // a variant's own timer
+        added.receptionTimeoutMs = added.pReceptionTimer->interval();
+        added.lastFrameToExpiryMs = added.receptionTimeoutMs;
+    }
 }
 
 void AbstractCanProtocol::removeIncomingMessage(int place)

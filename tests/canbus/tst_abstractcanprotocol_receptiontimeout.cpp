@@ -208,3 +208,28 @@ TEST_F(CanReassembly, ForeignTimerChangesNothing)
     EXPECT_EQ(count(), 1);
     EXPECT_EQ(timeline(), Timeline{});
 }
+
+TEST_F(CanReassembly, TimerOfAnAddedMessageStartsAnewWithEachFrame)
+{
+    IncomingCanMessage entry;
+    entry.lastFrameIndex = 0;
+    entry.totalSize = 25;
+    entry.pMessage->setSource(Board);
+    entry.pMessage->setDestination(Own);
+    entry.pMessage->setCommand(42);
+    entry.pMessage->setData(part(0).data());
+    entry.pReceptionTimer = new QTimer;
+    QObject::connect(entry.pReceptionTimer, &QTimer::timeout, m_pProtocol.get(),
+                     &AbstractCanProtocol::onReceptionTimeout);
+    entry.pReceptionTimer->setSingleShot(true);
+    entry.pReceptionTimer->start(50);
+    m_pProtocol->addIncomingMessage(entry);
+    advance(30);
+    receivePart(1);
+    advance(40);
+    receivePart(2);
+    advance(49);
+    EXPECT_EQ(timeline(), Timeline{});
+    advance(1);
+    EXPECT_EQ(timeline(), Timeline{"120 writes 2"});
+}
