@@ -60,7 +60,8 @@ bool AbstractCanProtocol::send(QSharedPointer<const CanMessage> pMessage, CanBus
     pChannel->setResendCounter(0);
     if (!sendMessage(pMessage, pChannel))
         return false;
-    pChannel->setIsWaitingForAnswer(true);
+    if (CanBusChannel::exists(pChannel)) // whoever heard messageSent() may have deleted it
+        pChannel->setIsWaitingForAnswer(true);
     return true;
 }
 
@@ -162,7 +163,8 @@ bool AbstractCanProtocol::resend(CanBusChannel *pChannel)
     }
     if (!sendMessage(pLast, pChannel))
         return false;
-    pChannel->restartAnswerTimer();
+    if (CanBusChannel::exists(pChannel))
+        pChannel->restartAnswerTimer();
     return true;
 }
 

@@ -4,8 +4,17 @@
 #include "canbus/canbusnode.h"
 
 #include <QDateTime>
+#include <QSet>
 
-#include <algorithm>
+namespace {
+
+QSet<const CanBusChannel *> &livingChannels()
+{
+    static QSet<const CanBusChannel *> s_living;
+    return s_living;
+}
+
+} // namespace
 
 QMap<int, CanBusChannel *> CanBusChannel::s_channels;
 int CanBusChannel::s_timeout = 1200;
@@ -17,6 +26,12 @@ CanBusChannel::CanBusChannel(int id, QObject *pParent)
     m_answerTimer.setTimerType(Qt::PreciseTimer); // a coarse one may fire 5 % early
     m_answerTimer.setInterval(s_timeout);
     connect(&m_answerTimer, &QTimer::timeout, this, &CanBusChannel::onTimeout);
+    livingChannels().insert(this);
+}
+
+CanBusChannel::~CanBusChannel()
+{
+    livingChannels().remove(this);
 }
 
 CanBusChannel *CanBusChannel::channel(int id)
@@ -36,7 +51,7 @@ void CanBusChannel::deleteChannels()
 
 bool CanBusChannel::exists(const CanBusChannel *pChannel)
 {
-    return std::find(s_channels.cbegin(), s_channels.cend(), pChannel) != s_channels.cend();
+    return livingChannels().contains(pChannel);
 }
 
 void CanBusChannel::setGlobalTimeoutValue(int timeoutMs)

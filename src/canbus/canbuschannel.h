@@ -25,13 +25,14 @@ public:
     using Message = QSharedPointer<const CanMessage>;
 
     explicit CanBusChannel(int id, QObject *pParent = nullptr);
+    ~CanBusChannel() override;
 
     /// The channel with this number, made if there is none yet; valid until deleteChannels().
     static CanBusChannel *channel(int id);
     static void deleteChannels();
     /// In ascending order of their numbers.
     static const QMap<int, CanBusChannel *> &channels() { return s_channels; }
-    /// False also for a channel that has been deleted.
+    /// False for a channel that has been deleted; true also for one that is in no list.
     static bool exists(const CanBusChannel *pChannel);
 
     /// How long an answer is awaited on all channels, those made later included, and how long a

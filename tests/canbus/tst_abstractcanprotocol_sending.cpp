@@ -454,3 +454,44 @@ TEST_F(CanSending, NewProtocolTakesTheChannelOver)
     advance(1200);
     EXPECT_EQ(timeline(), (Timeline{"600 writes 43", "1800 writes 43"}));
 }
+
+TEST_F(CanSending, ChannelCanGoInsideMessageSent)
+{
+    QObject::connect(m_pProtocol.get(), &AbstractCanProtocol::messageSent, m_pProtocol.get(),
+                     &CanBusChannel::deleteChannels);
+    EXPECT_TRUE(send());
+    advance(10000);
+    EXPECT_EQ(timeline(), (Timeline{"0 writes 42", "0 sent 42"}));
+}
+
+TEST_F(CanSending, ChannelCanGoInsideTheMessageSentOfAResend)
+{
+    send();
+    QObject::connect(m_pProtocol.get(), &AbstractCanProtocol::messageSent, m_pProtocol.get(),
+                     &CanBusChannel::deleteChannels);
+    timeline();
+    advance(10000);
+    EXPECT_EQ(timeline(), (Timeline{"1200 writes 42", "1200 sent 42"}));
+}
+
+// -- a channel that is in no list -----------------------------------------------------------------
+
+TEST_F(CanSending, ChannelOfItsOwnIsSupervisedToo)
+{
+    CanBusChannel own(7);
+    EXPECT_TRUE(send(42, &own));
+    EXPECT_TRUE(own.isWaitingForAnswer());
+    advance(10000);
+    EXPECT_EQ(timeline(), (Timeline{"0 writes 42", "0 sent 42", "1200 writes 42", "1200 sent 42",
+                                    "2400 writes 42", "2400 sent 42", "3600 answer 4"}));
+}
+
+TEST_F(CanSending, LoopBackOnAChannelOfItsOwnIsAcknowledged)
+{
+    CanBusChannel own(7);
+    own.setLoopBack(true);
+    EXPECT_TRUE(send(42, &own));
+    turn();
+    EXPECT_EQ(timeline(), (Timeline{"0 sent 42", "0 answer 1"}));
+    EXPECT_FALSE(own.isWaitingForAnswer());
+}
