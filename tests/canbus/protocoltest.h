@@ -115,6 +115,14 @@ public:
 template <typename Protocol>
 class ProtocolFixture : public ::testing::Test
 {
+public:
+    ~ProtocolFixture() override
+    {
+        CanBusChannel::deleteChannels();
+        CanBusChannel::setGlobalTimeoutValue(1200);
+    }
+    Q_DISABLE_COPY_MOVE(ProtocolFixture)
+
 protected:
     using Message = QSharedPointer<const CanMessage>;
     using Timeline = std::vector<std::string>;
@@ -135,12 +143,6 @@ protected:
         listen();
         m_pProtocol->setOwnAddress(ProtocolAddress::Own);
         m_pProtocol->setCanInterface(m_pInterface.get());
-    }
-
-    ~ProtocolFixture() override
-    {
-        CanBusChannel::deleteChannels();
-        CanBusChannel::setGlobalTimeoutValue(1200);
     }
 
     static CanBusChannel *channel(int id = 5) { return CanBusChannel::channel(id); }

@@ -169,13 +169,16 @@ using Calls = std::vector<std::string>;
 
 class ScriptedProtocolTest : public ::testing::Test
 {
+public:
+    ~ScriptedProtocolTest() override { CanBusChannel::deleteChannels(); }
+    Q_DISABLE_COPY_MOVE(ScriptedProtocolTest)
+
 protected:
     ScriptedProtocolTest()
     {
         m_protocol.setOwnAddress(Own);
         m_protocol.setCanInterface(&m_interface);
     }
-    ~ScriptedProtocolTest() override { CanBusChannel::deleteChannels(); }
 
     static QSharedPointer<const CanMessage> message()
     {
