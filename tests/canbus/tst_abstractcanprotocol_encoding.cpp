@@ -189,6 +189,32 @@ const AddressCase s_addressCases[] = {
 INSTANTIATE_TEST_SUITE_P(Addresses, CanFrameAddresses, ::testing::ValuesIn(s_addressCases),
                          caseName);
 
+namespace {
+
+/// Encodes a message inside the encoding of another.
+class NestingProtocol : public Exposed<CanProtocol_Vy>
+{
+public:
+    using Exposed<CanProtocol_Vy>::Exposed;
+
+    QList<CanFrame> splitIntoFrames(const QList<quint8> &stream, const CanMessage &message) override
+    {
+        if (message.command() != 1)
+            encode(CanMessage(OtherBoard, 1, bytes("ff ff ff ff ff ff ff")));
+        return Exposed<CanProtocol_Vy>::splitIntoFrames(stream, message);
+    }
+};
+
+} // namespace
+
+TEST(CanEncodingOverridden, AnotherMessageInsideChangesNothing)
+{
+    NestingProtocol protocol(nullptr);
+    const QList<CanFrame> frames = protocol.encode(CanMessage(Board, 0x2A, bytes("10 20")));
+    ASSERT_EQ(frames.size(), 1);
+    EXPECT_EQ(frames.first().data(), bytes("02 00 2a 00 02 10 20 1a"));
+}
+
 // -- answers --------------------------------------------------------------------------------------
 
 struct AnswerFrameCase

@@ -3,6 +3,7 @@
 #include "support/casename.h"
 #include "support/logspy.h"
 
+#include <QPointer>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -293,6 +294,25 @@ TEST_F(CanReassembly, AddedMessageTimesOutByItsOwnTimer)
     advance(1);
     EXPECT_EQ(count(), 0);
     EXPECT_EQ(timeline(), Timeline{"50 writes 2"});
+}
+
+TEST_F(CanReassembly, TimerOfAWholeMessageDoesNotRunOn)
+{
+    IncomingCanMessage entry;
+    entry.lastFrameIndex = 0;
+    entry.totalSize = 25;
+    entry.pMessage->setSource(Board);
+    entry.pMessage->setDestination(Own);
+    entry.pMessage->setData(part(0).data());
+    const QPointer<QTimer> pTimer = new QTimer;
+    entry.pReceptionTimer = pTimer;
+    pTimer->start(500);
+    m_pProtocol->addIncomingMessage(entry);
+    receiveFrom(1);
+    EXPECT_EQ(m_received.size(), 1);
+    EXPECT_TRUE(!pTimer || !pTimer->isActive());
+    m_pProtocol.reset();
+    EXPECT_FALSE(pTimer) << "the protocol's from the moment it was added";
 }
 
 TEST_F(CanReassembly, AddedMessagesAreNotUnlimitedEither)

@@ -474,6 +474,15 @@ TEST_F(CanSending, ChannelCanGoInsideTheMessageSentOfAResend)
     EXPECT_EQ(timeline(), (Timeline{"1200 writes 42", "1200 sent 42"}));
 }
 
+TEST_F(CanSending, ChannelCanGoInsideTheWrite)
+{
+    m_pInterface->setOnWrite([](const CanFrame &) { CanBusChannel::deleteChannels(); });
+    send();
+    advance(10000);
+    EXPECT_EQ(timeline(), Timeline{}) << "nobody is told of a channel that is gone";
+    EXPECT_EQ(m_pInterface->written().size(), 1);
+}
+
 // -- a channel that is in no list -----------------------------------------------------------------
 
 TEST_F(CanSending, ChannelOfItsOwnIsSupervisedToo)
