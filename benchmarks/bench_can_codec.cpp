@@ -21,10 +21,10 @@ const std::map<std::string, Maker> s_makers = {
     {"codec", &makeCodec},
 };
 
-void exchange(benchmark::State &state, Maker make)
+void exchange(benchmark::State &state, Maker pMake)
 {
     const auto payload = static_cast<std::size_t>(state.range(0));
-    const auto pExchange = make(payload);
+    const auto pExchange = pMake(payload);
     constexpr std::size_t warmUp = 16; // lists and timers that are used again have their size
     pExchange->prepare(warmUp + static_cast<std::size_t>(state.max_iterations));
     for (std::size_t i = 0; i < warmUp; ++i)
@@ -67,9 +67,9 @@ int main(int argc, char **argv)
     QLoggingCategory::setFilterRules(QStringLiteral("vy.*=false"));
     if (argc == 5 && std::string(argv[1]) == "--repeat")
         return repeat(argv[2], std::stoul(argv[3]), std::stoul(argv[4]));
-    for (const auto &[name, make] : s_makers) {
+    for (const auto &[name, pMake] : s_makers) {
         auto *const pBenchmark = benchmark::RegisterBenchmark(
-            name.c_str(), [make = make](benchmark::State &state) { exchange(state, make); });
+            name.c_str(), [pMake = pMake](benchmark::State &state) { exchange(state, pMake); });
         for (const int payload : {2, 60, 250, 500})
             pBenchmark->Arg(payload);
         pBenchmark->Iterations(20000);

@@ -55,7 +55,7 @@ class VyhwFileTest : public ::testing::Test
 protected:
     QString write(const QByteArray &content)
     {
-        const QString path = m_folder.filePath(QStringLiteral("settings.json"));
+        QString path = m_folder.filePath(QStringLiteral("settings.json"));
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
         EXPECT_EQ(file.write(content), content.size());
