@@ -26,8 +26,8 @@ bool Multiport::isOpen(Interface interface) const
 
 bool Multiport::writeToCanBus(const QByteArray &bytes)
 {
-    LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << "No link to the multiport server," << bytes.size()
-                                 << "bytes not sent";
+    LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << "No link to the multiport server,"
+                                 << bytes.size() << "bytes not sent";
     return false;
 }
 

@@ -126,7 +126,8 @@ TEST_P(AssertionReports, ObserverIsToldInTheReportingThread)
     std::thread::id told;
     const int number =
         addAssertObserver([&told](const AssertRecord &) { told = std::this_thread::get_id(); });
-    std::thread thread([pReport = GetParam().report] { pReport(QString(), QString(), "src/unit", 1); });
+    std::thread thread(
+        [pReport = GetParam().report] { pReport(QString(), QString(), "src/unit", 1); });
     const std::thread::id reporting = thread.get_id();
     thread.join();
     removeAssertObserver(number);
