@@ -3,41 +3,17 @@
 //
 // Input: 4 bytes of identifier, then the data bytes.
 
-#include "canbus/abstractcaninterface.h"
+#include "fuzzbus.h"
 
 #include <QCoreApplication>
-#include <QLoggingCategory>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
-namespace {
-
-class Sink : public AbstractCanInterface
-{
-public:
-    Sink()
-        : AbstractCanInterface(nullptr, false)
-    {
-    }
-
-    bool openInterface(const QString & /*name*/) override { return true; }
-    bool closeInterface() override { return true; }
-    bool isOpen() const override { return true; }
-    using AbstractCanInterface::writeToCan;
-    bool writeToCan(const CanFrame & /*frame*/) override { return true; }
-};
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *pData, std::size_t size)
 {
-    static const bool s_isQuiet = [] {
-        QLoggingCategory::setFilterRules(QStringLiteral("vy.*=false"));
-        return true;
-    }();
-    (void)s_isQuiet;
+    turnLogOff();
     static Sink s_sink;
 
     CanFrame frame;

@@ -4,13 +4,13 @@
 //   0x00 to 0xef  a frame: 4 bytes of identifier, then (head & 15) data bytes
 //   0xf0 to 0xff  a pause in which timers expire
 
-#include "canbus/abstractcaninterface.h"
+#include "fuzzbus.h"
+
 #include "canbus/canbuschannel.h"
 #include "canbus/canprotocol_vy.h"
 #include "canbus/vycanframe.h"
 
 #include <QCoreApplication>
-#include <QLoggingCategory>
 #include <QTimer>
 
 #include <cstddef>
@@ -21,21 +21,6 @@ namespace {
 
 constexpr int s_cpu = 0x4AE;
 constexpr int s_board = 0x41B;
-
-class Sink : public AbstractCanInterface
-{
-public:
-    Sink()
-        : AbstractCanInterface(nullptr, false)
-    {
-    }
-
-    bool openInterface(const QString & /*name*/) override { return true; }
-    bool closeInterface() override { return true; }
-    bool isOpen() const override { return true; }
-    using AbstractCanInterface::writeToCan;
-    bool writeToCan(const CanFrame & /*frame*/) override { return true; }
-};
 
 /// Lets the time-outs come that would come in a pause: every timer of the protocol is due at once.
 class Protocol : public CanProtocol_Vy
@@ -87,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *pData, std::size_t siz
 {
     static int s_count = 0;
     static QCoreApplication s_application(s_count, nullptr);
-    QLoggingCategory::setFilterRules(QStringLiteral("vy.*=false"));
+    turnLogOff();
 
     CanBusChannel::setGlobalTimeoutValue(0); // a pause is then one turn of the event loop
     Sink sink;

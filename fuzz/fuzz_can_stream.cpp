@@ -2,10 +2,10 @@
 //
 // Input: 2 bytes of command, then the payload.
 
+#include "fuzzbus.h"
+
 #include "canbus/vycanframe.h"
 #include "canbus/vystream.h"
-
-#include <QLoggingCategory>
 
 #include <algorithm>
 #include <cstddef>
@@ -24,11 +24,7 @@ void check(bool isTrue)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *pData, std::size_t size)
 {
-    static const bool s_isQuiet = [] {
-        QLoggingCategory::setFilterRules(QStringLiteral("vy.*=false"));
-        return true;
-    }();
-    (void)s_isQuiet;
+    turnLogOff();
     if (size < 2)
         return 0;
     // More than these cannot be numbered; the acknowledges have no length field.

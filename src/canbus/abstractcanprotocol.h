@@ -134,6 +134,9 @@ Q_SIGNALS:
 protected:
     bool mode() const { return m_mode; }
 
+    /// What the log says of a following frame that has not the size that its message needs.
+    static QString wrongSizeText(const CanFrame &frame, const IncomingCanMessage &entry);
+
 private:
     static constexpr int MaxResends = 2;
 

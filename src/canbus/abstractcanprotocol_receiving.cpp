@@ -158,6 +158,18 @@ bool AbstractCanProtocol::incomingMessageFinalChecks(IncomingCanMessage *pEntry)
     return true;
 }
 
+QString AbstractCanProtocol::wrongSizeText(const CanFrame &frame, const IncomingCanMessage &entry)
+{
+    return QStringLiteral("message: %1 size( %2 )!= thisFrameDataSize( %3 ) - FrameDataMaxSize: %4 "
+                          "dataSize: %5 lastFrameNumber: %6")
+        .arg(entry.pMessage->dataToString())
+        .arg(frame.dataSize())
+        .arg(CanVy::followingFrameSize(entry))
+        .arg(FrameDataMaxSize)
+        .arg(entry.totalSize)
+        .arg(entry.lastFrameIndex);
+}
+
 void AbstractCanProtocol::onReceptionTimeout()
 {
     const auto isExpired = [pTimer = sender()](const IncomingCanMessage &entry) {

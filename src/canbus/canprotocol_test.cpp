@@ -90,12 +90,7 @@ bool CanProtocol_Test::decodeIncompleteMessageFrame(const CanFrame &frame,
         LogFormatter(1, Log::CanBus) << Q_FUNC_INFO << "-> still missing one or more frames";
         return true;
     }
-    LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "message:" << pEntry->pMessage->dataToString()
-                                 << "size(" << frame.dataSize() << ")!= thisFrameDataSize("
-                                 << CanVy::followingFrameSize(*pEntry)
-                                 << ") - FrameDataMaxSize:" << FrameDataMaxSize
-                                 << "dataSize:" << pEntry->totalSize
-                                 << "lastFrameNumber:" << pEntry->lastFrameIndex;
+    LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << wrongSizeText(frame, *pEntry);
     return false;
 }
 

@@ -50,12 +50,7 @@ bool CanProtocol_Vy::decodeIncompleteMessageFrame(const CanFrame &frame, Incomin
         return incomingMessageFinalChecks(pEntry);
     if (decoded == CanVy::Decoded::Incomplete)
         return true;
-    LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "message:" << pEntry->pMessage->dataToString()
-                                 << "size(" << frame.dataSize() << ")!= thisFrameDataSize("
-                                 << CanVy::followingFrameSize(*pEntry)
-                                 << ") - FrameDataMaxSize:" << FrameDataMaxSize
-                                 << "dataSize:" << pEntry->totalSize
-                                 << "lastFrameNumber:" << pEntry->lastFrameIndex;
+    LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << wrongSizeText(frame, *pEntry);
     return false;
 }
 
