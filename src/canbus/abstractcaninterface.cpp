@@ -4,7 +4,7 @@
 #include "canbus/vycanframe.h"
 #include "logformatter.h"
 
-#include <utility>
+#include <QPointer>
 
 namespace {
 
@@ -56,10 +56,11 @@ AbstractCanInterface::AbstractCanInterface(QObject *pParent, bool isSimulated)
 
 bool AbstractCanInterface::writeToCan(const QList<CanFrame> &frames)
 {
+    const QPointer<AbstractCanInterface> pThis(this); // whoever hears a frame may delete it
     for (const CanFrame &frame : frames) {
         if (isLogInFile())
             logFrame(frame, false, QStringLiteral("Sending:"));
-        if (!writeToCan(frame))
+        if (!writeToCan(frame) || !pThis)
             return false;
     }
     return true;

@@ -31,8 +31,7 @@ public:
     /// file is not open, negative when it could not be written.
     virtual int traceFile(const CanFrame &frame, bool isReceived, QString comment);
 
-    /// No board is behind this interface. Answers are then awaited for 200 ms, for all channels and
-    /// from then on.
+    /// No board is behind this interface; see AbstractCanProtocol::setCanInterface().
     bool isSimulated() const { return m_isSimulated; }
 
     /// Empty until the interface is opened with a name.

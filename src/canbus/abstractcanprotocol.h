@@ -106,7 +106,8 @@ protected:
                                    QSharedPointer<const CanMessage> pReceived);
 
 public:
-    /// Messages that are not whole yet outlive the interface that they came from.
+    /// Messages that are not whole yet outlive the interface that they came from. A simulated one
+    /// sets the time-out of all channels to 200 ms, and no other sets it back.
     void setCanInterface(AbstractCanInterface *pInterface);
     AbstractCanInterface *canInterface() const;
 

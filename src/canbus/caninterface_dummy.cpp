@@ -4,6 +4,8 @@
 #include "canbus/vycanframe.h"
 #include "canbus/vystream.h"
 
+#include <QPointer>
+
 #include <chrono>
 
 using namespace std::chrono_literals;
@@ -27,12 +29,12 @@ CanInterface_Dummy::CanInterface_Dummy(QObject *pParent, bool isTraced)
     m_answerTimer.setSingleShot(true);
     m_answerTimer.setInterval(20ms);
     m_answerTimer.setTimerType(Qt::PreciseTimer);
-    connect(&m_answerTimer, &QTimer::timeout, this, [this] {
-        if (isSimulated())
-            simulateIncomingFrameFromLastFirstFrameSent();
-        else
-            simulateIncomingFrameFromLastSent();
-    });
+    if (isSimulated())
+        connect(&m_answerTimer, &QTimer::timeout, this,
+                [this] { simulateIncomingFrameFromLastFirstFrameSent(); });
+    else
+        connect(&m_answerTimer, &QTimer::timeout, this,
+                &CanInterface_Dummy::simulateIncomingFrameFromLastSent);
 }
 
 bool CanInterface_Dummy::openInterface(const QString &name)
@@ -43,7 +45,7 @@ bool CanInterface_Dummy::openInterface(const QString &name)
     QFile &file = traceFileDevice();
     file.close();
     file.setFileName(name);
-    if (!file.open(QIODevice::ReadWrite))
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return false;
     file.resize(0);
     return true;
@@ -67,8 +69,9 @@ bool CanInterface_Dummy::writeToCan(const CanFrame &frame)
         remember(m_lastFirstFrameSent, frame);
     const bool isWritten =
         !m_isTraced || traceFile(frame, false, QStringLiteral("->Simulated Send")) >= 0;
+    const QPointer<CanInterface_Dummy> pThis(this);
     Q_EMIT frameSent();
-    if (m_isAnswerSimulation)
+    if (pThis && m_isAnswerSimulation) // a slot may have deleted it
         m_answerTimer.start();
     return isWritten;
 }

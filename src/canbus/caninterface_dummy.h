@@ -48,7 +48,7 @@ Q_SIGNALS:
 private:
     const bool m_isTraced;
     bool m_isAnswerSimulation = false;
-    QTimer m_answerTimer;
+    QTimer m_answerTimer{this};
     CanFrame m_lastFrameSent;
     CanFrame m_lastFirstFrameSent;
 };

@@ -1,6 +1,7 @@
 #include "canbus/caninterface_multiport.h"
 
 #include "assertions.h"
+#include "canbus/vystream.h"
 #include "hardwareenvironment.h"
 #include "logformatter.h"
 
@@ -11,6 +12,7 @@
 
 namespace {
 
+constexpr auto s_noMultiport = "multiport pointer incorrect";
 constexpr int s_idSize = 4;
 constexpr int s_headSize = 5; ///< identifier and length
 
@@ -42,7 +44,7 @@ bool CanInterface_Multiport::openInterface(const QString & /*name*/)
 {
     Multiport *const pMultiport = multiport();
     if (!pMultiport) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_noMultiport;
         return false;
     }
     if (isOpen()) {
@@ -60,7 +62,7 @@ bool CanInterface_Multiport::closeInterface()
 {
     Multiport *const pMultiport = multiport();
     if (!pMultiport) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_noMultiport;
         return false;
     }
     if (isOpen())
@@ -72,7 +74,7 @@ bool CanInterface_Multiport::isOpen() const
 {
     const Multiport *const pMultiport = multiport();
     if (!pMultiport) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_noMultiport;
         return false;
     }
     return pMultiport->isOpen(Multiport::CanBusInterface);
@@ -90,7 +92,12 @@ bool CanInterface_Multiport::writeToCan(const CanFrame &frame)
 #else
     Multiport *const pMultiport = multiport();
     if (!pMultiport) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "multiport pointer incorrect";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_noMultiport;
+        return false;
+    }
+    if (frame.dataSize() > CanVy::FrameDataMaxSize) {
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "A frame of" << frame.dataSize()
+                                     << "bytes, expected at most" << CanVy::FrameDataMaxSize;
         return false;
     }
     return pMultiport->writeToCanBus(recordOf(frame));
@@ -104,8 +111,11 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
     LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "new data:" << bytes.toHex();
     m_buffer.append(bytes);
     LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "buffer:" << m_buffer.mid(m_consumed).toHex();
-    if (m_isReading)
+    if (m_isReading) {
+        QMetaObject::invokeMethod(this, &CanInterface_Multiport::readInNestedLoop,
+                                  Qt::QueuedConnection);
         return;
+    }
     m_isReading = true;
     const QPointer<CanInterface_Multiport> pThis(this); // a slot may delete it
     while (m_buffer.size() - m_consumed > s_idSize) {
@@ -129,7 +139,8 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
         m_frame.setId(id);
         m_frame.overwriteData(pData, pData + length);
         m_consumed += s_headSize + length; // first: whoever hears the frame may close and reopen
-        Q_EMIT frameReceived(m_frame);
+        const CanFrame frame = m_frame;    // stays as it is if a nested event loop reads on
+        Q_EMIT frameReceived(frame);
         if (!pThis)
             return;
     }
@@ -138,6 +149,18 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
     m_isReading = false;
     if (!m_buffer.isEmpty())
         LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "Not enough data:" << m_buffer.size();
+}
+
+/// Without it, whoever waits for a message inside the handling of another would wait in vain.
+void CanInterface_Multiport::readInNestedLoop()
+{
+    if (!m_isReading) // what has come meanwhile is read by now
+        return;
+    const QPointer<CanInterface_Multiport> pThis(this);
+    m_isReading = false;
+    readFromCan({});
+    if (pThis)
+        m_isReading = true;
 }
 
 Multiport *CanInterface_Multiport::multiport() const

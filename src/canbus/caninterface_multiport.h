@@ -10,7 +10,7 @@ class Multiport;
 
 /// The machine's CAN bus, which the multiport server relays as a stream of bytes: for each frame
 /// the identifier (4 bytes, big-endian), the number of data bytes (1 byte), the data. Uses the
-/// client of the environment; the client borrows nothing of this.
+/// client of the environment.
 class VYHARDWARE1_EXPORT CanInterface_Multiport : public AbstractCanInterface
 {
     Q_OBJECT
@@ -34,7 +34,7 @@ public:
 public Q_SLOTS:
     /// Bytes of the stream, cut anywhere. What a frame lacks comes with a later delivery; a length
     /// of 128 or more cannot be meant and empties the buffer. A delivery that comes while a frame
-    /// is being handled waits for its turn.
+    /// is being handled is decoded after it, or in the event loop that its handler runs.
     void readFromCan(const QByteArray &bytes);
 
 Q_SIGNALS:
@@ -45,6 +45,7 @@ Q_SIGNALS:
 private:
     Multiport *multiport() const;
     void listenTo(Multiport *pMultiport);
+    void readInNestedLoop();
 
     QByteArray m_buffer;
     CanFrame m_frame;   ///< the one that was read last; its memory is used again

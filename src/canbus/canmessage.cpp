@@ -30,8 +30,9 @@ CanMessage::CanMessage(int destination, int command, const QByteArray &data)
 }
 
 CanMessage::CanMessage(const CanMessage *pOther)
-    : CanMessage(pOther->m_destination, pOther->m_command, pOther->m_data)
 {
+    if (pOther)
+        *this = CanMessage(pOther->m_destination, pOther->m_command, pOther->m_data);
 }
 
 void CanMessage::init()

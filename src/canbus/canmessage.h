@@ -25,7 +25,7 @@ public:
     CanMessage(int destination, int command, const char *pData);
     CanMessage(int destination, int command, const QByteArray &data);
     /// A new outgoing message for the board that `pOther` was meant for, with its command and data;
-    /// unlike a copy it has no source and is not simulated.
+    /// unlike a copy it has no source and is not simulated. Of null: an empty one.
     explicit CanMessage(const CanMessage *pOther);
 
     /// Sets all but the data back to what a new message has.

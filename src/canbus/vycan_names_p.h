@@ -1,6 +1,8 @@
 #ifndef VYCAN_NAMES_P_H
 #define VYCAN_NAMES_P_H
 
+// Longer than headers are, because it is one table for each kind of number.
+
 namespace CanVy {
 
 /// A number on the bus and what it is called.

@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr auto s_unknown = "VY Message DataLength Unknown";
+constexpr auto s_incomplete = "VY Message incomplete";
 constexpr int s_headerSize = 5; ///< start byte, command, length
 
 bool beginsMessage(const CanFrame &frame)
@@ -22,11 +24,11 @@ int shortAt(const CanFrame &frame, int index)
 int VYCanFrame::messageCommandInFirstFrame(const CanFrame &frame)
 {
     if (!beginsMessage(frame)) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message DataLength Unknown";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_unknown;
         return -1;
     }
     if (frame.dataSize() < s_headerSize) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message incomplete";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_incomplete;
         return -1;
     }
     return shortAt(frame, 1);
@@ -35,7 +37,7 @@ int VYCanFrame::messageCommandInFirstFrame(const CanFrame &frame)
 int VYCanFrame::messageDataLengthInFirstFrame(const CanFrame &frame)
 {
     if (!beginsMessage(frame)) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message DataLength Unknown";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_unknown;
         return -1;
     }
     const int command = messageCommandInFirstFrame(frame);
@@ -45,7 +47,7 @@ int VYCanFrame::messageDataLengthInFirstFrame(const CanFrame &frame)
         return 2;
     }
     if (frame.dataSize() < s_headerSize) {
-        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << "VY Message incomplete";
+        LogFormatter(4, Log::CanBus) << Q_FUNC_INFO << s_incomplete;
         return -1;
     }
     return shortAt(frame, 3);
