@@ -1,0 +1,540 @@
+#include "busbench.h"
+
+#include "canbus/canprotocol_test.h"
+
+#include "support/assertspy.h"
+#include "support/casename.h"
+#include "support/exittest.h"
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+
+namespace {
+
+/// The door to an operation of the bus that none of its callers can reach with what fails in it.
+template <auto Operation>
+struct SendingDoor
+{
+    friend bool sendThroughDoor(CanBus &bus, int channelId, QList<CanMessage *> &messages,
+                                CanBusNode *pNode, bool isDeletedOnFailure)
+    {
+        return (bus.*Operation)(channelId, messages, pNode, isDeletedOnFailure);
+    }
+};
+template struct SendingDoor<&CanBus::_send>;
+bool sendThroughDoor(CanBus &bus, int channelId, QList<CanMessage *> &messages, CanBusNode *pNode,
+                     bool isDeletedOnFailure);
+
+class QuietNode : public CanBusNode
+{
+public:
+    using CanBusNode::CanBusNode;
+    int type() const override { return 1; }
+};
+
+constexpr const char *s_noInterface =
+    "log Interface not set. Call CanBus::setup or CanBus::setInterface";
+constexpr const char *s_notOpen = "log Interface is not opened (call ::open())";
+constexpr const char *s_noProtocol =
+    "log Protocol not set. Call CanBus::setup or CanBus::setProtocol";
+constexpr const char *s_busy = "log Protocol is busy sending or waiting for an answer";
+constexpr const char *s_aborting = "log CanBus not available for sending. Aborting.";
+constexpr const char *s_null = "log Tried to send a NULL message. Aborting sending";
+constexpr const char *s_idle = "log : No more messages to send";
+constexpr const char *s_dequed = "bus dequedAllmessages";
+
+} // namespace
+
+// Refusals.
+
+struct RefusalCase
+{
+    const char *pName;
+    bool hasInterface;
+    bool isOpen;
+    bool hasProtocol;
+    bool isWaiting; ///< and has a message in its queue
+    const char *pReason;
+};
+
+class CanBusRefusalTable : public BusBench, public ::testing::WithParamInterface<RefusalCase>
+{
+protected:
+    CanBusRefusalTable()
+    {
+        const RefusalCase &row = GetParam();
+        if (!row.hasProtocol) { // it cannot be taken away from a bus
+            CanBus::deleteInstance();
+            m_pBus = CanBus::instance();
+            m_pBus->setInterface(m_pInterface);
+            m_journal.hear(m_pBus);
+        }
+        if (row.isWaiting) {
+            channel()->appendPendingMessage(CanBusChannel::Message::create(s_board, s_rotor));
+            channel()->setIsWaitingForAnswer(true);
+        }
+        m_pInterface->setOpen(row.isOpen);
+        if (!row.hasInterface)
+            delete m_pInterface;
+    }
+
+    /// The lines for a sender of type 0.
+    void expectLines()
+    {
+        const Entries lines = said();
+        ASSERT_EQ(lines.size(), 3U);
+        EXPECT_EQ(lines.front(), GetParam().pReason);
+        EXPECT_EQ(lines.at(lines.size() - 2), s_aborting);
+        EXPECT_THAT(lines.back(),
+                    MatchesRegex("log CAN Bus not available, command .*ResetBoard.*36.*"
+                                 "\\) toward .*DADD.* and subsequent messages not "
+                                 "sent"));
+    }
+};
+
+TEST_P(CanBusRefusalTable, FirstReasonIsLoggedForANode)
+{
+    EXPECT_FALSE(send(m_node, {s_reset, s_test}, s_otherBoard));
+    expectLines();
+}
+
+TEST_P(CanBusRefusalTable, FirstReasonIsLoggedWithoutNode)
+{
+    EXPECT_FALSE(m_pBus->send(s_channelId, message(s_reset, s_otherBoard)));
+    expectLines();
+}
+
+TEST_P(CanBusRefusalTable, NodeOfAnotherTypeHearsNothingOfTheRefusalItself)
+{
+    QuietNode node(s_channelId);
+    m_journal.hear(&node, QStringLiteral("quiet"));
+    EXPECT_FALSE(m_pBus->send(message(s_reset), &node));
+    for (const std::string &line : said()) {
+        EXPECT_EQ(line.find("CanBus not available"), std::string::npos) << line;
+        EXPECT_EQ(line.find("CAN Bus not available"), std::string::npos) << line;
+        EXPECT_EQ(line.find("Protocol is busy"), std::string::npos) << line;
+    }
+}
+
+TEST_P(CanBusRefusalTable, ChannelIsNotAvailable)
+{
+    EXPECT_FALSE(m_pBus->isAvailable(s_channelId));
+    EXPECT_FALSE(m_pBus->isAvailable(channel()));
+    EXPECT_FALSE(m_node.isAvailable());
+}
+
+TEST_P(CanBusRefusalTable, MessagesOfEveryFormAreDeletedAndTheListIsEmptied)
+{
+    QList<CanBytes> kept;
+    const auto traced = [&kept] {
+        kept.append(bytes("01 02 03"));
+        return new CanMessage(s_board, s_reset, kept.constLast());
+    };
+    QList<CanMessage *> list = {traced(), traced()};
+    EXPECT_FALSE(m_pBus->send(list, &m_node));
+    EXPECT_TRUE(list.isEmpty());
+    list = {traced(), traced()};
+    EXPECT_FALSE(m_pBus->send(s_channelId, list));
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_FALSE(m_pBus->send(traced(), &m_node));
+    EXPECT_FALSE(m_pBus->send(s_channelId, traced()));
+    list = {traced(), traced()};
+    EXPECT_FALSE(m_node.send(m_pBus, list));
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_FALSE(m_node.send(m_pBus, traced()));
+    list = {traced()};
+    EXPECT_FALSE(m_pBus->send(list, nullptr));
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_FALSE(m_pBus->send(traced(), nullptr));
+    for (const CanBytes &data : kept)
+        EXPECT_TRUE(data.isDetached()); // no message holds them any more
+}
+
+TEST_P(CanBusRefusalTable, EmptyListIsRefusedWithoutHarm)
+{
+    QList<CanMessage *> none;
+    EXPECT_FALSE(m_pBus->send(none, &m_node));
+    EXPECT_FALSE(m_pBus->send(s_channelId, none));
+}
+
+const RefusalCase s_refusalCases[] = {
+    {"NoInterface", false, true, true, false, s_noInterface},
+    {"NotOpen", true, false, true, false, s_notOpen},
+    {"NoProtocol", true, true, false, false, s_noProtocol},
+    {"Busy", true, true, true, true, s_busy},
+    {"NoInterfaceAndNoProtocol", false, true, false, false, s_noInterface},
+    {"NoInterfaceAndBusy", false, true, true, true, s_noInterface},
+    {"NotOpenAndNoProtocol", true, false, false, false, s_notOpen},
+    {"NotOpenAndBusy", true, false, true, true, s_notOpen},
+    {"NoProtocolAndBusy", true, true, false, true, s_noProtocol},
+};
+INSTANTIATE_TEST_SUITE_P(Reasons, CanBusRefusalTable, ::testing::ValuesIn(s_refusalCases),
+                         caseName);
+
+TEST_F(BusBench, QueueOnAChannelThatDoesNotWaitGivesNoReason)
+{
+    channel()->appendPendingMessage(CanBusChannel::Message::create(s_board, s_rotor));
+    EXPECT_FALSE(send(m_node, {s_reset}));
+    EXPECT_THAT(said(), ElementsAre(s_aborting, MatchesRegex("log CAN Bus not available, .*")));
+}
+
+struct NullCase
+{
+    const char *pName;
+    std::vector<int> commands; ///< 0 for a null pointer
+};
+
+class CanBusNullMessageTable : public BusBench, public ::testing::WithParamInterface<NullCase>
+{
+};
+
+TEST_P(CanBusNullMessageTable, RefusesTheWholeList)
+{
+    const CanBytes data = bytes("05");
+    QList<CanMessage *> list;
+    for (const int command : GetParam().commands)
+        list << (command == 0 ? nullptr : new CanMessage(s_board, command, data));
+    EXPECT_FALSE(m_pBus->send(list, &m_node));
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_TRUE(data.isDetached());
+    const Entries lines = said();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(), s_null);
+    EXPECT_FALSE(m_pBus->isInterfaceBusy());
+    EXPECT_TRUE(m_pInterface->written().isEmpty());
+}
+
+const NullCase s_nullCases[] = {
+    {"Only", {0}},     {"First", {0, 36}}, {"Middle", {36, 0, 60}},
+    {"Last", {36, 0}}, {"All", {0, 0, 0}},
+};
+INSTANTIATE_TEST_SUITE_P(Null, CanBusNullMessageTable, ::testing::ValuesIn(s_nullCases), caseName);
+
+TEST_F(BusBench, NullAsTheOnlyMessageIsRefusedInAllForms)
+{
+    CanMessage *const pNone = nullptr;
+    EXPECT_FALSE(m_pBus->send(s_channelId, pNone));
+    EXPECT_FALSE(m_pBus->send(pNone, &m_node));
+    EXPECT_FALSE(m_node.send(m_pBus, pNone));
+    EXPECT_FALSE(m_pBus->isInterfaceBusy());
+}
+
+TEST_F(BusBench, MissingNodeIsAnAssertion)
+{
+    AssertSpy asserts;
+    QList<CanMessage *> list = messages({s_reset, s_test});
+    EXPECT_FALSE(m_pBus->send(list, nullptr));
+    EXPECT_FALSE(m_pBus->send(message(s_reset), nullptr));
+    ASSERT_EQ(asserts.records().size(), 2);
+    for (const AssertRecord &record : asserts.records()) {
+        EXPECT_EQ(record.message, QStringLiteral("CanBusNode cannot be null"));
+        EXPECT_EQ(record.file, QStringLiteral("src/canbus/canbus"));
+        EXPECT_EQ(record.line, 330);
+        EXPECT_FALSE(record.isRelease);
+    }
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_TRUE(m_pInterface->written().isEmpty());
+}
+
+TEST_F(BusBench, NodeOfAnotherChannelEndsTheProcess)
+{
+    QList<CanMessage *> list = messages({s_reset});
+    EXPECT_FATAL_ASSERTION(sendThroughDoor(*m_pBus, s_otherChannelId, list, &m_node, true),
+                           "(channelId == pCanBusNode->channelId())",
+                           "Channel Id parameter and for Can bus node are different",
+                           "src/canbus/canbus");
+    EXPECT_EXIT(sendThroughDoor(*m_pBus, s_otherChannelId, list, &m_node, true),
+                ::testing::ExitedWithCode(1), "in src/canbus/canbus, line 377");
+    qDeleteAll(list);
+}
+
+TEST_F(BusBench, RefusedMessagesStayTheCallersWhereAskedFor)
+{
+    m_pInterface->setOpen(false);
+    QList<CanMessage *> list = messages({s_reset, s_test});
+    EXPECT_FALSE(sendThroughDoor(*m_pBus, s_channelId, list, &m_node, false));
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_EQ(list.at(1)->command(), s_test);
+    qDeleteAll(list);
+}
+
+// Queueing.
+
+TEST_F(BusBench, EveryFormSendsOnItsChannelAndEmptiesTheList)
+{
+    QList<CanMessage *> list = messages({s_reset});
+    EXPECT_TRUE(m_pBus->send(list, &m_node));
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_EQ(channel()->node(), &m_node);
+    EXPECT_TRUE(m_pBus->send(message(s_reset), &m_farNode));
+    EXPECT_EQ(channel(s_otherChannelId)->node(), &m_farNode);
+    list = messages({s_reset});
+    EXPECT_TRUE(m_pBus->send(11, list));
+    EXPECT_TRUE(list.isEmpty());
+    EXPECT_EQ(channel(11)->node(), nullptr);
+    EXPECT_TRUE(m_pBus->send(12, message(s_reset)));
+    for (const int id : {s_channelId, s_otherChannelId, 11, 12})
+        EXPECT_TRUE(channel(id)->isWaitingForAnswer()) << id;
+    EXPECT_EQ(m_pInterface->written().size(), 4);
+}
+
+TEST_F(BusBench, ThreeMessagesGoOneByOneAndATimeOutDropsTheRest)
+{
+    EXPECT_TRUE(send(m_node, {s_reset, s_test, s_rotor}));
+    EXPECT_THAT(said(), ElementsAre("log cmd = 36 ResetBoard", "wire 36"));
+    EXPECT_EQ(channel()->pendingMessages().size(), 2);
+    acknowledge(s_reset);
+    EXPECT_EQ(m_pInterface->written().size(), 2);
+    EXPECT_EQ(channel()->pendingMessages().size(), 1);
+    said();
+    advance(3600ms);
+    const Entries entries = said();
+    EXPECT_THAT(
+        Entries(entries.end() - 4, entries.end()),
+        ElementsAre("bus communicationTimeout 4 60", "A answerError 4 60", s_idle, s_dequed));
+    EXPECT_EQ(m_pInterface->written().size(), 4);
+    EXPECT_FALSE(m_pBus->hasPendingMessages(s_channelId));
+}
+
+TEST_F(BusBench, ChannelThatOnlyWaitsTakesABatch)
+{
+    send(m_node, {s_reset});
+    EXPECT_TRUE(m_pBus->isAvailable(s_channelId));
+    EXPECT_TRUE(send(m_node, {s_test}));
+    EXPECT_FALSE(m_pBus->isAvailable(s_channelId));
+    EXPECT_TRUE(m_pBus->hasPendingMessages(s_channelId));
+    EXPECT_EQ(m_pInterface->written().size(), 1);
+}
+
+TEST_F(BusBench, ChannelsDoNotWaitForOneAnother)
+{
+    send(m_node, {s_reset, s_test});
+    send(m_farNode, {s_rotor, s_test});
+    said();
+    acknowledge(s_rotor);
+    EXPECT_EQ(channel()->pendingMessages().size(), 1);
+    EXPECT_FALSE(m_pBus->hasPendingMessages(s_otherChannelId));
+}
+
+TEST_F(BusBench, NodeKnowsTheMessageThatIsBeingAnswered)
+{
+    EXPECT_TRUE(m_node.messageBeingAnswered().isNull());
+    send(m_node, {s_reset, s_test});
+    EXPECT_EQ(m_node.messageBeingAnswered()->command(), s_reset);
+    EXPECT_EQ(m_node.messageBeingAnswered(), channel()->lastMessageSent());
+    acknowledge(s_reset);
+    EXPECT_EQ(m_node.messageBeingAnswered()->command(), s_test);
+    acknowledge(s_test);
+    EXPECT_EQ(m_node.messageBeingAnswered()->command(), s_test); // the last one stays
+}
+
+TEST_F(BusBench, QueueOfAThousandKeepsItsOrder)
+{
+    constexpr int count = 1000;
+    QList<CanMessage *> list;
+    for (int command = 3; command < 3 + count; ++command)
+        list << message(command);
+    ASSERT_TRUE(m_pBus->send(list, &m_node));
+    for (int command = 3; command < 3 + count; ++command) {
+        ASSERT_EQ(channel()->lastMessageSent()->command(), command);
+        acknowledge(command);
+    }
+    EXPECT_FALSE(m_pBus->isInterfaceBusy());
+    EXPECT_EQ(m_pInterface->written().size(), count);
+}
+
+TEST_F(BusBench, EmptyListIsDoneAtOnce)
+{
+    EXPECT_TRUE(send(m_node, {}));
+    EXPECT_THAT(said(), ElementsAre(s_idle, s_dequed));
+    EXPECT_EQ(channel()->node(), nullptr);
+}
+
+TEST_F(BusBench, EmptyListBehindAMessageIsDoneWithIt)
+{
+    send(m_node, {s_reset});
+    EXPECT_TRUE(send(m_otherNode, {}));
+    said();
+    acknowledge(s_reset);
+    const Entries entries = said();
+    EXPECT_THAT(Entries(entries.begin() + 1, entries.end()),
+                ElementsAre("A answerAcknowledged 1 1", s_idle, s_dequed));
+}
+
+struct EmptyListCase
+{
+    const char *pName;
+    bool isBehindAMessage;
+};
+
+class CanBusEmptyListTable : public BusBench, public ::testing::WithParamInterface<EmptyListCase>
+{
+};
+
+TEST_P(CanBusEmptyListTable, LeavesNoNodeBehindForAnotherChannel)
+{
+    send(m_farNode, {s_rotor, s_test});
+    if (GetParam().isBehindAMessage)
+        send(m_node, {s_reset});
+    send(m_otherNode, {});
+    acknowledge(s_rotor);
+    EXPECT_EQ(channel(s_otherChannelId)->node(), &m_farNode);
+}
+
+TEST_P(CanBusEmptyListTable, LeavesNoNodeToBeToldOfAFailure)
+{
+    if (GetParam().isBehindAMessage)
+        send(m_node, {s_reset});
+    send(m_otherNode, {});
+    said();
+    m_pBus->generateSendingErrorAnswer(s_channelId);
+    for (const std::string &entry : said())
+        EXPECT_NE(entry.front(), 'B') << entry;
+}
+
+const EmptyListCase s_emptyListCases[] = {{"OnAnIdleChannel", false}, {"BehindAMessage", true}};
+INSTANTIATE_TEST_SUITE_P(Empty, CanBusEmptyListTable, ::testing::ValuesIn(s_emptyListCases),
+                         caseName);
+
+// Stopping.
+
+TEST_F(BusBench, StopSendingForgetsNodeQueueAndWaiting)
+{
+    send(m_node, {s_reset, s_test});
+    said();
+    m_pBus->stopSending(channel());
+    EXPECT_EQ(channel()->node(), nullptr);
+    EXPECT_FALSE(channel()->hasPendingMessages());
+    EXPECT_FALSE(channel()->isWaitingForAnswer());
+    advance(1h);
+    EXPECT_THAT(said(), IsEmpty());
+}
+
+TEST_F(BusBench, ClearPendingMessagesLeavesTheMessageThatIsSent)
+{
+    send(m_node, {s_reset, s_test});
+    said();
+    m_pBus->clearPendingMessagesToSend(channel());
+    EXPECT_FALSE(m_pBus->hasPendingMessages(s_channelId));
+    EXPECT_TRUE(channel()->isWaitingForAnswer());
+    acknowledge(s_reset);
+    const Entries entries = said();
+    EXPECT_THAT(Entries(entries.begin() + 1, entries.end()),
+                ElementsAre("A answerAcknowledged 1 1", s_idle, s_dequed));
+}
+
+TEST_F(BusBench, NullChannelHarmsNothing)
+{
+    CanBusChannel *const pNone = nullptr;
+    EXPECT_FALSE(m_pBus->isAvailable(pNone));
+    m_pBus->stopSending(pNone);
+    m_pBus->clearPendingMessagesToSend(pNone);
+    m_pBus->onAnswerReceived(pNone, CanAnswer::AnswerAck, {});
+    m_pBus->onAnswerReceived(pNone, CanAnswer::AnswerTimeout, {});
+    m_pBus->onMessageReceived({});
+}
+
+TEST_F(BusBench, ChannelIsMadeWhenItsAvailabilityIsAsked)
+{
+    EXPECT_FALSE(CanBusChannel::channels().contains(77));
+    EXPECT_TRUE(m_pBus->isAvailable(77));
+    EXPECT_TRUE(CanBusChannel::channels().contains(77));
+}
+
+// Answers.
+
+struct AnswerCase
+{
+    const char *pName;
+    CanAnswer::AnswerType type;
+    std::vector<std::string> entries;
+};
+
+class CanBusAnswerTable : public BusBench, public ::testing::WithParamInterface<AnswerCase>
+{
+};
+
+TEST_P(CanBusAnswerTable, TellsTheNodeAndGoesOnOrEnds)
+{
+    send(m_node, {s_reset, s_test});
+    said();
+    m_pBus->onAnswerReceived(channel(), GetParam().type, messageFrom(s_board, 99));
+    EXPECT_THAT(said(), ElementsAreArray(GetParam().entries));
+}
+
+const AnswerCase s_answerCases[] = {
+    {"None",
+     CanAnswer::AnswerNone,
+     {"A answerError 0 99", "log cmd = 60 Test", "wire 60"}}, // not above an acknowledge
+    {"Ack", CanAnswer::AnswerAck, {"A answerAcknowledged 1 99", "log cmd = 60 Test", "wire 60"}},
+    {"SendingError", CanAnswer::AnswerSendingError, {"A answerError 2 99", s_idle, s_dequed}},
+    {"AckNot", CanAnswer::AnswerAckNot, {"A answerError 3 99", s_idle, s_dequed}},
+    {"Timeout",
+     CanAnswer::AnswerTimeout,
+     {"bus communicationTimeout 4 99", "A answerError 4 99", s_idle, s_dequed}},
+};
+INSTANTIATE_TEST_SUITE_P(Types, CanBusAnswerTable, ::testing::ValuesIn(s_answerCases), caseName);
+
+TEST_F(BusBench, SendingErrorOfAChannelThatSendsNothingHarmsNothing)
+{
+    m_pBus->generateSendingErrorAnswer(99);
+    m_pBus->generateSendingErrorAnswer(-1);
+    EXPECT_FALSE(m_pBus->isInterfaceBusy());
+    EXPECT_TRUE(send(m_node, {s_reset}));
+}
+
+TEST_F(BusBench, FailureInTheSlotThatHearsOneStartsTheNextBatch)
+{
+    bool isFirst = true;
+    QObject::connect(&m_node, &CanBusNode::answerError, &m_node, [&] {
+        if (std::exchange(isFirst, false))
+            send(m_node, {s_rotor});
+    });
+    send(m_node, {s_reset, s_test});
+    said();
+    m_pBus->generateSendingErrorAnswer(s_channelId);
+    EXPECT_THAT(said(), ElementsAre("A answerError 2 null", "log cmd = 63 Rotor", "wire 63",
+                                    "log : No more messages to send but waiting for answser"));
+    acknowledge(s_rotor);
+    EXPECT_FALSE(m_pBus->isInterfaceBusy());
+}
+
+TEST_F(BusBench, RealInterfaceAfterADummyIsNoDummy)
+{
+    m_pBus->setInterfaceType(CanBus::CanInterfaceDummy);
+    m_pInterface = new RecordingInterface;
+    m_pBus->setInterface(m_pInterface);
+    bool isFirst = true;
+    QObject::connect(&m_node, &CanBusNode::answerAcknowledged, &m_node, [&] {
+        if (std::exchange(isFirst, false))
+            send(m_node, {s_test, s_rotor});
+    });
+    send(m_node, {s_reset});
+    AssertSpy asserts;
+    acknowledge(s_reset);
+    EXPECT_TRUE(asserts.records().isEmpty());
+    EXPECT_FALSE(m_pBus->isInterfaceBusy()); // ended by the error that was generated
+}
+
+TEST_F(BusBench, BusyDummyIsAnAssertionWithItsCondition)
+{
+    m_pBus->setInterfaceType(CanBus::CanInterfaceDummy);
+    bool isFirst = true;
+    QObject::connect(&m_node, &CanBusNode::answerError, &m_node, [&] {
+        if (std::exchange(isFirst, false))
+            send(m_node, {s_test, s_rotor});
+    });
+    send(m_node, {s_reset});
+    AssertSpy asserts;
+    m_pBus->generateSendingErrorAnswer(s_channelId);
+    EXPECT_EQ(asserts.count("m_pCanProtocol && (!pChannel->isWaitingForAnswer())",
+                            "Can protocol not instanciated, or channel waiting for can answer",
+                            "src/canbus/canbus"),
+              1);
+    EXPECT_EQ(asserts.records().constFirst().line, 478);
+    EXPECT_FALSE(asserts.records().constFirst().isRelease);
+    EXPECT_EQ(channel()->pendingMessages().size(), 1);
+}
