@@ -178,7 +178,7 @@ bool CanBus::isInterfaceBusy() const
 
 bool CanBus::isAvailable(CanBusChannel *pChannel) const
 {
-    return m_pCanInterface && m_pCanInterface->isOpen() && m_pCanProtocol &&
+    return pChannel && m_pCanInterface && m_pCanInterface->isOpen() && m_pCanProtocol &&
            !pChannel->hasPendingMessages();
 }
 

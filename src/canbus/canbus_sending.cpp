@@ -186,6 +186,8 @@ QSharedPointer<const CanMessage> CanBus::takeNextMessage(CanBusChannel *pChannel
 
 void CanBus::stopSending(CanBusChannel *pChannel)
 {
+    if (!pChannel)
+        return;
     pChannel->setNode(nullptr);
     clearPendingMessagesToSend(pChannel);
     pChannel->setIsWaitingForAnswer(false);
@@ -193,12 +195,15 @@ void CanBus::stopSending(CanBusChannel *pChannel)
 
 void CanBus::clearPendingMessagesToSend(CanBusChannel *pChannel)
 {
-    pChannel->clearPendingMessages();
+    if (pChannel)
+        pChannel->clearPendingMessages();
 }
 
 void CanBus::onAnswerReceived(CanBusChannel *pChannel, CanAnswer answer,
                               QSharedPointer<const CanMessage> pMessage)
 {
+    if (!pChannel)
+        return;
     const QPointer<CanBusNode> pNode = pChannel->node();
     pChannel->setIsWaitingForAnswer(false);
     const bool isFailure = answer.type() > CanAnswer::AnswerAck;
