@@ -243,7 +243,7 @@ bool CanBus::waitForExpectedAnswer(const CanMessage &expected, int timeoutMs) co
                     loop.quit();
                 });
     }
-    QTimer::singleShot(timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    QTimer::singleShot(qMax(0, timeoutMs), Qt::PreciseTimer, &loop, &QEventLoop::quit);
     loop.exec();
     return isReceived;
 }
