@@ -2,6 +2,8 @@
 
 #include "canbus/canbus.h"
 
+#include <QtAlgorithms>
+
 CanBusNode::CanBusNode(int channelId, QObject *pParent)
     : QObject(pParent)
     , m_channelId(channelId)
@@ -10,12 +12,17 @@ CanBusNode::CanBusNode(int channelId, QObject *pParent)
 
 bool CanBusNode::send(CanBus *pBus, QList<CanMessage *> &messages)
 {
-    return pBus->send(messages, this);
+    if (pBus)
+        return pBus->send(messages, this);
+    qDeleteAll(messages);
+    messages.clear();
+    return false;
 }
 
 bool CanBusNode::send(CanBus *pBus, CanMessage *pMessage)
 {
-    return pBus->send(pMessage, this);
+    QList<CanMessage *> messages{pMessage};
+    return CanBusNode::send(pBus, messages);
 }
 
 bool CanBusNode::isAvailable() const

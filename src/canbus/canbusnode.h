@@ -22,9 +22,10 @@ public:
 
     // The order of the virtual operations is fixed.
     /// See CanBus::send(): the bus takes the messages in any case, and the list is then empty.
+    /// Without a bus they are deleted.
     virtual bool send(CanBus *pBus, QList<CanMessage *> &messages);
     virtual bool send(CanBus *pBus, CanMessage *pMessage);
-    /// 0; a node of another type is refused without log lines.
+    /// 0; when a node of another type is refused, the log says at most what the bus lacks.
     virtual int type() const { return 0; }
 
     int channelId() const { return m_channelId; }

@@ -48,6 +48,8 @@ bool CanDispatchRule::isRuleMatching(const CanMessage &message) const
 
 bool CanDispatchRule::process(QSharedPointer<const CanMessage> pMessage) const
 {
+    if (!pMessage)
+        return false;
     if (isRuleMatching(*pMessage)) {
         Q_EMIT messageMatched(pMessage);
         return true;
