@@ -49,7 +49,9 @@ protected:
     }
     ~BusBench() override
     {
+        const QPointer<AbstractCanInterface> pCurrent = CanBus::instance()->canInterface();
         CanBus::deleteInstance();
+        delete pCurrent;
         delete m_pInterface;
         CanBusChannel::setGlobalTimeoutValue(m_timeoutBefore); // a dummy has changed it for good
     }

@@ -35,7 +35,12 @@ CanBus::CanProtocolType protocolType(int number)
 class NewBusTest : public ::testing::Test
 {
 protected:
-    ~NewBusTest() override { CanBus::deleteInstance(); }
+    ~NewBusTest() override
+    {
+        const AbstractCanInterface *const pInterface = CanBus::instance()->canInterface();
+        CanBus::deleteInstance();
+        delete pInterface;
+    }
 
     TestMachine m_machine;
 };
