@@ -5,6 +5,7 @@
 #include "canbus/vycan_cmds_and_addr.h"
 #include "logformatter.h"
 
+#include <QScopedValueRollback>
 #include <QTimer>
 
 namespace {
@@ -71,33 +72,32 @@ bool AbstractCanProtocol::sendMessage(QSharedPointer<const CanMessage> pMessage,
     LogFormatter(1, Log::CanBus) << Q_FUNC_INFO << "cmd =" << pMessage->command()
                                  << CanVy::commandCanToString(pMessage->command())
                                  << pMessage->dataToString();
+    const QScopedValueRollback<int> sending(m_sendings, m_sendings + 1);
     if (pChannel->isLoopBack()) {
         auto pReturned = QSharedPointer<CanMessage>::create(pMessage->source(), pMessage->command(),
                                                             pMessage->data());
         pReturned->setSource(pMessage->destination());
         Q_EMIT messageSent(pChannel, pReturned);
-        return true;
+        return !m_isRetired;
     }
-    if (!m_pInterface || !write(encode(*pMessage))) {
+    if (!m_pInterface || !m_pInterface->writeToCan(encode(*pMessage))) {
         // Names no slot, on purpose: Qt warns, nothing is called, and the result is the only
         // report.
         QTimer::singleShot(0, this, SLOT(onSendingError(pMessage)));
         return false;
     }
-    if (!CanBusChannel::exists(pChannel)) // an answer inside the write may have led to that
+    // Whoever hears the write, or an answer that comes inside it, may have led to that.
+    if (m_isRetired || !CanBusChannel::exists(pChannel))
         return false;
     pChannel->setLastMessageSent(pMessage);
     Q_EMIT messageSent(pChannel, pMessage);
-    return true;
+    return !m_isRetired;
 }
 
-template <typename FrameOrFrames>
-bool AbstractCanProtocol::write(const FrameOrFrames &what)
+void AbstractCanProtocol::retire()
 {
-    ++m_writes;
-    const bool isWritten = m_pInterface->writeToCan(what);
-    --m_writes;
-    return isWritten;
+    m_isRetired = true;
+    setCanInterface(nullptr);
 }
 
 QList<CanFrame> AbstractCanProtocol::encode(const CanMessage &message)
@@ -183,7 +183,8 @@ bool AbstractCanProtocol::sendAnswerMessage(const CanAnswer &answer,
     reply.setSource(m_ownAddress);
     reply.setDestination(pReceived->source());
     generateAnswerMessage(answer, *pReceived, &reply);
-    return write(encodeAnswer(answer, *pReceived, reply));
+    const QScopedValueRollback<int> sending(m_sendings, m_sendings + 1);
+    return m_pInterface->writeToCan(encodeAnswer(answer, *pReceived, reply));
 }
 
 void AbstractCanProtocol::generateAnswerMessage(const CanAnswer &answer, const CanMessage &received,

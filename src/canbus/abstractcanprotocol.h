@@ -111,10 +111,13 @@ public:
     void setCanInterface(AbstractCanInterface *pInterface);
     AbstractCanInterface *canInterface() const;
 
-    /// Takes the entry's timer, which must be connected to onReceptionTimeout().
+    /// Takes the entry with its timer, if it has one: it is started anew by each frame, and should
+    /// be connected to onReceptionTimeout().
     void addIncomingMessage(const IncomingCanMessage &entry);
-    /// Between the interface's taking a frame and its return.
-    bool isWriting() const { return m_writes > 0; }
+    /// The interface is taking frames, or messageSent() is being told.
+    bool isSending() const { return m_sendings > 0; }
+    /// Lets go of the interface for good; what is being sent fails.
+    void retire();
 
     int incomingMessageCount() const { return m_incomingMessages.size(); }
 
@@ -129,11 +132,14 @@ Q_SIGNALS:
                         QSharedPointer<const CanMessage> pMessage);
     /// A board has sent a message on its own; it is acknowledged.
     void messageReceived(QSharedPointer<const CanMessage> pMessage);
-    /// Every time a message has been written.
+    /// Every time a message has been written, or would have been without loop-back.
     void messageSent(CanBusChannel *pChannel, QSharedPointer<const CanMessage> pMessage);
 
 protected:
     bool mode() const { return m_mode; }
+
+    /// Begins a message as the boards' protocol does.
+    bool decodeFirstFrame(const CanFrame &frame, IncomingCanMessage *pEntry);
 
     /// What the log says of a following frame that has not the size that its message needs.
     static QString wrongSizeText(const CanFrame &frame, const IncomingCanMessage &entry);
@@ -143,8 +149,6 @@ private:
 
     Message continueMessage(int place, const CanFrame &frame);
     Message beginMessage(const CanFrame &frame);
-    template <typename FrameOrFrames>
-    bool write(const FrameOrFrames &what);
     void noteFrame(IncomingCanMessage &entry);
     void startReceptionTimer(IncomingCanMessage &entry);
     void removeIncomingMessage(int place);
@@ -154,7 +158,8 @@ private:
     int m_ownAddress = 0;
     QList<IncomingCanMessage> m_incomingMessages;
     QPointer<AbstractCanInterface> m_pInterface;
-    int m_writes = 0; ///< that have not returned
+    int m_sendings = 0; ///< that have not returned
+    bool m_isRetired = false;
 
     // Memory that is used again, so that neither frame nor timer costs an allocation.
     std::vector<QTimer *> m_spareTimers; ///< owned, connected, stopped

@@ -103,7 +103,11 @@ AbstractCanProtocol::Message AbstractCanProtocol::beginMessage(const CanFrame &f
 
 void AbstractCanProtocol::noteFrame(IncomingCanMessage &entry)
 {
-    if (entry.pReceptionTimer)
+    if (!entry.pReceptionTimer)
+        return;
+    if (entry.receptionTimeoutMs < 0)
+        entry.pReceptionTimer->start();
+    else
         entry.lastFrameToExpiryMs = entry.pReceptionTimer->remainingTime();
 }
 
@@ -132,20 +136,20 @@ void AbstractCanProtocol::addIncomingMessage(const IncomingCanMessage &entry)
         removeIncomingMessage(0);
     }
     m_incomingMessages.append(entry);
-    IncomingCanMessage &added = m_incomingMessages.last();
-    if (added.pReceptionTimer && added.receptionTimeoutMs == 0) { // a variant's own timer
-        added.receptionTimeoutMs = added.pReceptionTimer->interval();
-        added.lastFrameToExpiryMs = added.receptionTimeoutMs;
-    }
 }
 
 void AbstractCanProtocol::removeIncomingMessage(int place)
 {
-    if (QTimer *const pTimer = m_incomingMessages.at(place).pReceptionTimer) {
-        pTimer->stop();
-        m_spareTimers.push_back(pTimer);
+    const IncomingCanMessage entry = m_incomingMessages.takeAt(place);
+    if (!entry.pReceptionTimer)
+        return;
+    entry.pReceptionTimer->stop();
+    if (entry.receptionTimeoutMs >= 0) {
+        m_spareTimers.push_back(entry.pReceptionTimer);
+        return;
     }
-    m_incomingMessages.removeAt(place);
+    entry.pReceptionTimer->setParent(this);
+    entry.pReceptionTimer->deleteLater(); // not now: it may be its slot that we are in
 }
 
 bool AbstractCanProtocol::incomingMessageFinalChecks(IncomingCanMessage *pEntry)
@@ -156,6 +160,14 @@ bool AbstractCanProtocol::incomingMessageFinalChecks(IncomingCanMessage *pEntry)
     }
     pEntry->isComplete = true;
     return true;
+}
+
+bool AbstractCanProtocol::decodeFirstFrame(const CanFrame &frame, IncomingCanMessage *pEntry)
+{
+    const CanVy::Decoded decoded = CanVy::decodeFirstFrame(frame, *pEntry);
+    if (decoded == CanVy::Decoded::Whole)
+        return incomingMessageFinalChecks(pEntry);
+    return decoded == CanVy::Decoded::Incomplete;
 }
 
 QString AbstractCanProtocol::wrongSizeText(const CanFrame &frame, const IncomingCanMessage &entry)
@@ -172,6 +184,7 @@ QString AbstractCanProtocol::wrongSizeText(const CanFrame &frame, const Incoming
 
 void AbstractCanProtocol::onReceptionTimeout()
 {
+    // The slot has no argument, so only the sender tells which message is meant.
     const auto isExpired = [pTimer = sender()](const IncomingCanMessage &entry) {
         return entry.pReceptionTimer && entry.pReceptionTimer == pTimer;
     };

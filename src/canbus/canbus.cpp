@@ -142,7 +142,10 @@ bool CanBus::setProtocol(AbstractCanProtocol *pProtocol)
         return false;
     if (pProtocol == m_pCanProtocol)
         return true;
+    if (m_pCanProtocol)
+        m_pCanProtocol->retire();
     discard(m_pCanProtocol);
+    m_pReplacedProtocol = m_pCanProtocol;
     m_pCanProtocol = pProtocol;
     connect(pProtocol, &AbstractCanProtocol::answerReceived, this, &CanBus::onAnswerReceived);
     connect(pProtocol, &AbstractCanProtocol::messageReceived, this, &CanBus::onMessageReceived);
@@ -151,13 +154,16 @@ bool CanBus::setProtocol(AbstractCanProtocol *pProtocol)
     return true;
 }
 
-/// Deletes an interface or protocol; later when it is being written to, and comes back to here.
+/// Deletes an interface or protocol; later when it is just being used to send.
 void CanBus::discard(QObject *pObject) const
 {
     if (!pObject)
         return;
     disconnect(pObject, nullptr, this, nullptr);
-    if (m_pCanProtocol && m_pCanProtocol->isWriting())
+    const auto isSending = [](const AbstractCanProtocol *pProtocol) {
+        return pProtocol && pProtocol->isSending();
+    };
+    if (isSending(m_pCanProtocol) || isSending(m_pReplacedProtocol))
         pObject->deleteLater();
     else
         delete pObject;
@@ -166,6 +172,11 @@ void CanBus::discard(QObject *pObject) const
 AbstractCanInterface *CanBus::canInterface() const
 {
     return m_pCanInterface;
+}
+
+AbstractCanProtocol *CanBus::canProtocol() const
+{
+    return m_pCanProtocol;
 }
 
 bool CanBus::isInterfaceBusy() const

@@ -60,7 +60,7 @@ public:
     /// False for null.
     bool setProtocol(AbstractCanProtocol *pProtocol);
     AbstractCanInterface *canInterface() const;
-    AbstractCanProtocol *canProtocol() const { return m_pCanProtocol; }
+    AbstractCanProtocol *canProtocol() const;
 
     /// A channel has messages to send or awaits an answer.
     bool isInterfaceBusy() const;
@@ -70,10 +70,11 @@ public:
     bool hasPendingMessages(int channelId) const;
 
     // The bus takes the messages in any case and empties the list; what it refuses is deleted. True
-    // says that they are queued; what became of them is told to the node. A node given with
-    // messages for an idle channel serves until its queue is empty; a batch that is queued behind a
-    // message that still awaits its answer begins after it. Only one such batch is remembered for
-    // the whole bus, with its node.
+    // says that they were taken; what became of them is told to the node, but for one that the
+    // interface refuses to write: it is logged, and the rest of its batch dropped, without a
+    // signal. A node given with messages for an idle channel serves until its queue is empty; a
+    // batch that is queued behind a message that still awaits its answer begins after it. Only one
+    // such batch is remembered for the whole bus, with its node.
     bool send(QList<CanMessage *> &messages, CanBusNode *pNode);
     bool send(CanMessage *pMessage, CanBusNode *pNode);
     bool send(int channelId, QList<CanMessage *> &messages);
@@ -101,7 +102,7 @@ public Q_SLOTS:
     void generateSendingErrorAnswer(int channelId);
 
 Q_SIGNALS:
-    /// A message was sent three times and not answered.
+    /// A message was not answered, though it was sent, or tried, three times.
     void communicationTimeout(CanAnswer answer, QSharedPointer<const CanMessage> pMessage);
     void generateSendingErrorAnswerRequested(int channelId);
     /// A channel has nothing left to send.
@@ -124,11 +125,13 @@ private:
 
     bool m_isInterfaceSimulated = false;
     bool m_isInterfaceLogInFile = false;
-    QPointer<AbstractCanInterface> m_pCanInterface; ///< owned
-    AbstractCanProtocol *m_pCanProtocol = nullptr;  ///< owned
+    QPointer<AbstractCanInterface> m_pCanInterface;    ///< owned
+    QPointer<AbstractCanProtocol> m_pCanProtocol;      ///< owned
+    QPointer<AbstractCanProtocol> m_pReplacedProtocol; ///< may still be sending
     QList<CanDispatchRule *> m_dispatchRules;
     bool m_isBatchStarting = false;
     QPointer<CanBusNode> m_pBatchNode;
+    int m_generatedErrors = 0; ///< sending errors that are just being told, one inside the other
 };
 
 #endif // CANBUS_H

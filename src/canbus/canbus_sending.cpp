@@ -10,6 +10,7 @@
 #include "logformatter.h"
 
 #include <QEventLoop>
+#include <QScopedValueRollback>
 #include <QTimer>
 
 #include <cstdlib>
@@ -227,6 +228,16 @@ void CanBus::onAnswerReceived(CanBusChannel *pChannel, CanAnswer answer,
 
 void CanBus::generateSendingErrorAnswer(int channelId)
 {
+    // A node that sends a batch whenever it hears of an error would never let us return.
+    constexpr int maxNested = 8;
+    if (m_generatedErrors >= maxNested) {
+        QTimer::singleShot(0, this, [this, channelId] {
+            if (CanBusChannel::channel(channelId)->isWaitingForAnswer())
+                generateSendingErrorAnswer(channelId);
+        });
+        return;
+    }
+    const QScopedValueRollback<int> telling(m_generatedErrors, m_generatedErrors + 1);
     onAnswerReceived(CanBusChannel::channel(channelId), CanAnswer::AnswerSendingError, {});
 }
 

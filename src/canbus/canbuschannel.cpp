@@ -2,6 +2,7 @@
 
 #include "canbus/abstractcanprotocol.h"
 #include "canbus/canbusnode.h"
+#include "logformatter.h"
 
 #include <QDateTime>
 #include <QSet>
@@ -32,6 +33,8 @@ CanBusChannel::CanBusChannel(int id, QObject *pParent)
 CanBusChannel::~CanBusChannel()
 {
     livingChannels().remove(this);
+    if (s_channels.value(m_id) == this)
+        s_channels.remove(m_id);
 }
 
 CanBusChannel *CanBusChannel::channel(int id)
@@ -56,11 +59,26 @@ bool CanBusChannel::exists(const CanBusChannel *pChannel)
 
 void CanBusChannel::setGlobalTimeoutValue(int timeoutMs)
 {
+    if (timeoutMs < 0) {
+        LogFormatter(4, Log::CanBus)
+            << Q_FUNC_INFO << "Invalid time-out" << timeoutMs << "expected 0 ms or more";
+        return;
+    }
     s_timeout = timeoutMs;
     for (CanBusChannel *const pChannel : qAsConst(s_channels)) {
         if (pChannel->timeoutValue() != timeoutMs)
             pChannel->setTimeoutValue(timeoutMs);
     }
+}
+
+void CanBusChannel::setTimeoutValue(int timeoutMs)
+{
+    if (timeoutMs < 0) {
+        LogFormatter(4, Log::CanBus)
+            << Q_FUNC_INFO << "Invalid time-out" << timeoutMs << "expected 0 ms or more";
+        return;
+    }
+    m_answerTimer.setInterval(timeoutMs);
 }
 
 void CanBusChannel::setIsWaitingForAnswer(bool isWaiting)

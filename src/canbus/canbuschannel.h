@@ -36,11 +36,12 @@ public:
     static bool exists(const CanBusChannel *pChannel);
 
     /// How long an answer is awaited on all channels, those made later included, and how long a
-    /// receiver waits for the next frame of a message. In ms; 1200 at first.
+    /// receiver waits for the next frame of a message. In ms; 1200 at first. A negative one is
+    /// refused with a log line.
     static void setGlobalTimeoutValue(int timeoutMs);
     static int globalTimeoutValue() { return s_timeout; }
     /// For this channel alone, until the next setGlobalTimeoutValue(). In ms.
-    void setTimeoutValue(int timeoutMs) { m_answerTimer.setInterval(timeoutMs); }
+    void setTimeoutValue(int timeoutMs);
     int timeoutValue() const { return m_answerTimer.interval(); }
 
     int id() const { return m_id; }
@@ -50,7 +51,8 @@ public:
     bool isWaitingForAnswer() const { return m_isWaitingForAnswer; }
     void restartAnswerTimer() { m_answerTimer.start(); }
 
-    /// With it on a message goes nowhere and is acknowledged at once. Off at first.
+    /// With it on a message goes nowhere and is acknowledged on the next turn of the event loop,
+    /// but not by CanProtocol_Test. Off at first.
     void setLoopBack(bool isLoopBack) { m_isLoopBack = isLoopBack; }
     bool isLoopBack() const { return m_isLoopBack; }
 

@@ -33,6 +33,7 @@ public:
     void setCommandsRule(Rule rule) { m_commandsRule = rule; }
     void setSourceAddressesRule(Rule rule) { m_sourceAddressesRule = rule; }
 
+    // One number, or a list: an empty one is QList<int>(), for {} is the number 0.
     void setCommandsList(const QList<int> &commands) { m_commands = commands; }
     void setCommandsList(int command) { m_commands = {command}; }
     void setSourceAddressList(const QList<int> &addresses) { m_sourceAddresses = addresses; }

@@ -53,17 +53,13 @@ CanFrame CanProtocol_Test::decodeMessageHeader(const CanFrame &frame) const
     CanBytes stream;
     CanVy::writeStream(*pLast, stream);
     header.setData(stream.mid(0, FrameDataMaxSize));
-    return std::move(header);
+    return header;
 }
 
 bool CanProtocol_Test::decodeNewMessageFrame(const CanFrame &frame, IncomingCanMessage *pEntry)
 {
-    if (isRealMode()) {
-        const CanVy::Decoded decoded = CanVy::decodeFirstFrame(frame, *pEntry);
-        if (decoded == CanVy::Decoded::Whole)
-            return incomingMessageFinalChecks(pEntry);
-        return decoded == CanVy::Decoded::Incomplete;
-    }
+    if (isRealMode())
+        return decodeFirstFrame(frame, pEntry);
     const CanBusChannel::Message pLast = lastMessageOfFirstChannel();
     CanMessage &message = *pEntry->pMessage;
     message.setCommand(pLast->command());

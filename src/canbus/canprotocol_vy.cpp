@@ -37,10 +37,7 @@ const CanAnswer CanProtocol_Vy::identifyAnswer(const CanMessage &message, bool *
 
 bool CanProtocol_Vy::decodeNewMessageFrame(const CanFrame &frame, IncomingCanMessage *pEntry)
 {
-    const CanVy::Decoded decoded = CanVy::decodeFirstFrame(frame, *pEntry);
-    if (decoded == CanVy::Decoded::Whole)
-        return incomingMessageFinalChecks(pEntry);
-    return decoded == CanVy::Decoded::Incomplete;
+    return decodeFirstFrame(frame, pEntry);
 }
 
 bool CanProtocol_Vy::decodeIncompleteMessageFrame(const CanFrame &frame, IncomingCanMessage *pEntry)

@@ -16,7 +16,7 @@ struct IncomingCanMessage
 
     // A timer that is restarted with each frame would cost more than the frame. So it runs on: what
     // it has left when a frame comes is noted, and when it expires it is started for the rest.
-    int receptionTimeoutMs = 0;  ///< how long a frame is awaited
+    int receptionTimeoutMs = -1; ///< how long a frame is awaited; -1: the timer is a variant's own
     int lastFrameToExpiryMs = 0; ///< from the last frame until the running timer expires
 };
 
