@@ -54,6 +54,12 @@ AbstractCanInterface::AbstractCanInterface(QObject *pParent, bool isSimulated)
 {
 }
 
+void AbstractCanInterface::setInterfaceName(const QString &name)
+{
+    m_interfaceName = name;
+    m_isIncomingTraced = name == QLatin1String("canBus.txt"); // asked for with every frame
+}
+
 bool AbstractCanInterface::writeToCan(const QList<CanFrame> &frames)
 {
     const QPointer<AbstractCanInterface> pThis(this); // whoever hears a frame may delete it

@@ -37,6 +37,9 @@ public:
     /// Empty until the interface is opened with a name.
     const QString &interfaceName() const { return m_interfaceName; }
 
+    /// The interface is called "canBus.txt": the protocol then traces every frame that comes.
+    bool isIncomingTraced() const { return m_isIncomingTraced; }
+
     /// Writes a line to the rotating log, whether isLogInFile() or not is for the caller to ask.
     void logFrame(const CanFrame &frame, bool isReceived, const QString &comment);
 
@@ -58,12 +61,13 @@ Q_SIGNALS:
     void frameReceived(const CanFrame &frame);
 
 protected:
-    void setInterfaceName(const QString &name) { m_interfaceName = name; }
+    void setInterfaceName(const QString &name);
     QFile &traceFileDevice() { return m_traceFile; }
     const QFile &traceFileDevice() const { return m_traceFile; }
 
 private:
     QString m_interfaceName;
+    bool m_isIncomingTraced = false;
     QFile m_traceFile;
     const bool m_isSimulated;
 };

@@ -47,7 +47,7 @@ void AbstractCanProtocol::processIncomingFrame(const CanFrame &frame)
     LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "data" << frame.dataToString();
     LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "header"
                                  << QString::number(decodeMessageHeader(frame).id(), 16);
-    if (m_pInterface && m_pInterface->interfaceName() == QLatin1String("canBus.txt"))
+    if (m_pInterface && m_pInterface->isIncomingTraced())
         m_pInterface->traceFile(frame, true, QStringLiteral("->SimulatedIncomingFrame"));
     if (!isFrameAccepted(frame))
         return;

@@ -23,8 +23,7 @@ class CanDispatchRule;
 ///     CanBus *const pBus = CanBus::instance();
 ///     pBus->setup(CanBus::CanInterfaceDummy, CanBus::CanProtocolVy);
 ///     pBus->send(new CanMessage(CanVy::Address::actuatorBoard(), 0x24), &node);
-class VYHARDWARE1_EXPORT CanBus // NOLINT(*-virtual-class-destructor): deleteInstance() ends it
-    : public QObject
+class VYHARDWARE1_EXPORT CanBus : public QObject
 {
     Q_OBJECT
 
@@ -46,6 +45,7 @@ public:
     /// Also deletes the protocol and all channels, but neither the interface nor the rules. Not
     /// from a slot that hears the bus.
     static void deleteInstance();
+    ~CanBus() override; ///< called by deleteInstance()
 
     // Interface and protocol can be exchanged while no channel is busy. False, with a log line,
     // when they are not.
@@ -110,7 +110,6 @@ Q_SIGNALS:
 
 private:
     CanBus();
-    ~CanBus() override;
 
     bool canSendMessages(const QList<CanMessage *> &messages, const CanBusNode *pNode,
                          CanBusChannel *pChannel) const;

@@ -121,6 +121,7 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
     while (m_buffer.size() - m_consumed > s_idSize) {
         const char *const pRecord = m_buffer.constData() + m_consumed;
         const quint32 id = swap(qFromLittleEndian<quint32>(pRecord));
+        // The length is signed on the wire. NOLINTNEXTLINE(bugprone-signed-char-misuse)
         const int length = qFromBigEndian<qint8>(pRecord + s_idSize);
         if (length < 0) {
             LogFormatter(4, Log::CanBus)
