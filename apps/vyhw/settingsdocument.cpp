@@ -1,6 +1,7 @@
 #include "settingsdocument.h"
 
 #include "abstractsettings.h"
+#include "filereason.h"
 #include "jsonscanner.h"
 #include "systempath.h"
 
@@ -9,9 +10,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonParseError>
-
-#include <cerrno>
-#include <unistd.h>
 
 namespace {
 
@@ -61,21 +59,11 @@ int offsetOf(const QJsonParseError &error, const QByteArray &text)
 /// Why the file at this path is not to be opened; empty when it may be.
 QString reasonAgainst(const QString &path)
 {
-    const QFileInfo info(path);
-    const int error = ::access(QFile::encodeName(path).constData(), R_OK) == 0 ? 0 : errno;
-    if (error == ENOENT || error == ENOTDIR)
-        return QStringLiteral("there is no such file");
-    if (info.isDir())
-        return QStringLiteral("a folder; expected a JSON settings file");
-    if (error == EACCES)
-        return QStringLiteral("no permission to read it");
-    if (error != 0)
-        return qt_error_string(error);
-    if (!info.isFile())
-        return QStringLiteral("not a file; expected a JSON settings file");
-    if (info.size() > AbstractSettings::s_maximumFileSize)
-        return QStringLiteral("larger than 256 MiB; expected a JSON settings file");
-    return {};
+    const QString expected = QStringLiteral("a JSON settings file");
+    const QString reason = reasonAgainstReading(path, expected, PipeIs::Refused);
+    if (reason.isEmpty() && QFileInfo(path).size() > AbstractSettings::s_maximumFileSize)
+        return QStringLiteral("larger than 256 MiB; expected ") + expected;
+    return reason;
 }
 
 using Values = std::vector<std::pair<QString, QJsonValue>>;
