@@ -91,7 +91,19 @@ void addCanCommand(CLI::App &app, Console &console)
 
     CLI::App *const pDecode = pCan->add_subcommand(
         "decode", "Print the messages of a file of frames, with their answers");
-    pDecode->add_option("FILE", pArguments->file, "A \"canBus.txt\" or a trace")->required();
+    pDecode
+        ->add_option("FILE", pArguments->file,
+                     "A \"canBus.txt\" or a trace; also a pipe, /dev/stdin")
+        ->required()
+        ->check(notEmpty());
+    pDecode->footer(
+        "Times are UTC. A message is given up when it is incomplete or unanswered after 3 s, or\n"
+        "after 1000 frames where the file has no times.\n"
+        "Ends with 1 when the file cannot be read, has no frames or lines that are none, a message "
+        "is\n"
+        "incomplete or has a wrong checksum, or a frame belongs to no message. A message without\n"
+        "answer is no reason.\n"
+        "Example: vyhw can decode /var/log/vyhardware/canBus.txt\n");
     pDecode->callback([pArguments, &console] {
         decodeCanFile(QString::fromStdString(pArguments->file), console);
     });

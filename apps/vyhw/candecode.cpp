@@ -1,87 +1,161 @@
 #include "candecode.h"
 
 #include "canconversation.h"
+#include "canlogline.h"
 #include "console.h"
+#include "filereason.h"
+#include "linereader.h"
 
 #include <QFile>
-#include <QFileInfo>
-#include <QRegularExpression>
-#include <optional>
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
-/// Longer than any line that the library writes.
-constexpr qint64 s_maxLine = 4096;
 constexpr int s_maxErrors = 20; ///< lines that are told one by one
+constexpr int s_maxShown = 60;  ///< characters of such a line
+constexpr int s_maxUtf8 = 4;    ///< bytes of one character
+constexpr const char *s_pBlanks = " \t\r";
 
-struct SeenFrame
+/// The character at the front, and how many bytes it has; what a terminal would act on, and what is
+/// no UTF-8, is one byte as \xNN.
+QString firstCharacter(const QByteArray &bytes, int &size)
 {
-    CanFrame frame;
-    QDateTime time; ///< invalid in a trace, whose lines have none
+    for (size = 1; size <= qMin(s_maxUtf8, bytes.size()); ++size) {
+        const auto letters = QString::fromUtf8(bytes.left(size)).toUcs4();
+        const bool isRight = letters.size() == 1 && letters.first() != QChar::ReplacementCharacter;
+        if (isRight && QChar::isPrint(letters.first()))
+            return QString::fromUcs4(letters.constData(), 1);
+    }
+    size = 1;
+    return QStringLiteral("\\x%1").arg(static_cast<uchar>(bytes.at(0)), 2, 16, QLatin1Char('0'));
+}
+
+QString shown(std::string_view line)
+{
+    QByteArray rest(line.data(), static_cast<int>(line.size()));
+    rest = rest.trimmed();
+    QString text;
+    int size = 0;
+    for (int count = 0; !rest.isEmpty(); ++count, rest.remove(0, size)) {
+        if (count == s_maxShown)
+            return text + QLatin1String("...");
+        text += firstCharacter(rest, size);
+    }
+    return text;
+}
+
+class Decoder
+{
+public:
+    Decoder(const QString &path, Console &console)
+        : m_path(path)
+        , m_console(console)
+        , m_conversation([&console](const QString &line) { console.out() << line << '\n'; })
+    {
+    }
+
+    void take(std::string_view text, bool isTooLong)
+    {
+        ++m_number;
+        if (isTooLong)
+            tell(text, "at most 4096 bytes in a line");
+        else if (text.find_first_not_of(s_pBlanks) != std::string_view::npos)
+            takeLine(text);
+    }
+
+    void finish()
+    {
+        m_conversation.finish();
+        if (m_errors > s_maxErrors)
+            fail(QStringLiteral("%1 more lines are no CAN frames").arg(m_errors - s_maxErrors));
+        if (m_conversation.faults() > 0)
+            fail(QStringLiteral("%1 messages are broken or incomplete, or frames belong to none")
+                     .arg(m_conversation.faults()));
+        if (m_frames == 0)
+            fail(QStringLiteral("there is no CAN frame in it"));
+    }
+
+    void fail(const QString &what)
+    {
+        m_console.fail(ExitNo, QStringLiteral("%1: %2").arg(m_path, what));
+    }
+
+private:
+    void takeLine(std::string_view text)
+    {
+        CanLogLine line;
+        if (const char *const pExpected = readCanLogLine(text, line)) {
+            tell(text, pExpected);
+            return;
+        }
+        ++m_frames;
+        if (line.frame.id() != 0) // a note about an injected message
+            m_conversation.take(line.frame, line.time);
+    }
+
+    void tell(std::string_view text, const char *pExpected)
+    {
+        if (++m_errors <= s_maxErrors)
+            m_console.fail(ExitNo, QStringLiteral("%1:%2: not a CAN frame: %3; expected %4")
+                                       .arg(m_path, QString::number(m_number), shown(text),
+                                            QString::fromLatin1(pExpected)));
+    }
+
+    QString m_path;
+    Console &m_console;
+    CanConversation m_conversation;
+    int m_number = 0; ///< of the line
+    int m_frames = 0;
+    int m_errors = 0;
 };
 
-std::optional<SeenFrame> seenFrame(const QString &line)
+/// Closes what it was given.
+class Descriptor
 {
-    static const QRegularExpression s_line(
-        QStringLiteral("^(?:(\\d{4}-\\S+Z) )?(?: <TX<<|>>RX> ) \\|id:0x([0-9a-f]{16})"
-                       "\\|data\\((\\d+)\\):((?: 0x[0-9a-f]{2})*) *\\| "));
-    const QRegularExpressionMatch match = s_line.match(line);
-    if (!match.hasMatch())
-        return std::nullopt;
-    SeenFrame seen;
-    bool isId = false;
-    seen.frame.setId(match.captured(2).toUInt(&isId, 16));
-    if (!isId)
-        return std::nullopt;
-    const QStringList bytes = match.captured(4).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    for (const QString &byte : bytes)
-        seen.frame.appendData(static_cast<char>(byte.toInt(nullptr, 16)));
-    if (bytes.size() != match.captured(3).toInt())
-        return std::nullopt;
-    seen.time = QDateTime::fromString(match.captured(1), Qt::ISODateWithMs);
-    return seen;
-}
+public:
+    explicit Descriptor(int number)
+        : m_number(number)
+    {
+    }
+    ~Descriptor()
+    {
+        if (m_number >= 0)
+            ::close(m_number);
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    int number() const { return m_number; }
+
+private:
+    int m_number;
+};
 
 } // namespace
 
 void decodeCanFile(const QString &path, Console &console)
 {
-    QFile file(path);
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
-        console.fail(ExitNo,
-                     QStringLiteral("%1: cannot be read; expected a file of CAN frames such "
-                                    "as \"canBus.txt\"")
-                         .arg(path));
+    Decoder decoder(path, console);
+    const QString reason = reasonAgainstReading(
+        path, QStringLiteral("a file of CAN frames such as \"canBus.txt\""), PipeIs::Taken);
+    if (!reason.isEmpty()) {
+        decoder.fail(reason);
         return;
     }
-    CanConversation conversation(
-        [&console](const QString &line) { console.out() << line << '\n'; });
-    int frames = 0;
-    int errors = 0;
-    for (int number = 1; !file.atEnd(); ++number) {
-        const QByteArray bytes = file.readLine(s_maxLine);
-        const QString line = QString::fromUtf8(bytes).trimmed();
-        if (line.isEmpty())
-            continue;
-        // The direction of a sent frame begins with a blank that belongs to it.
-        const std::optional<SeenFrame> seen = seenFrame(QString::fromUtf8(bytes));
-        if (!seen) {
-            if (++errors <= s_maxErrors)
-                console.fail(ExitNo, QStringLiteral("%1:%2: not a CAN frame: %3")
-                                         .arg(path)
-                                         .arg(number)
-                                         .arg(line.left(60)));
-            continue;
-        }
-        ++frames;
-        if (seen->frame.id() != 0) // a note about an injected message
-            conversation.take(seen->frame, seen->time);
+    const Descriptor file(
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (file.number() < 0) {
+        decoder.fail(qt_error_string(errno));
+        return;
     }
-    conversation.finish();
-    if (errors > s_maxErrors)
-        console.fail(ExitNo, QStringLiteral("%1: %2 more lines are no CAN frames")
-                                 .arg(path)
-                                 .arg(errors - s_maxErrors));
-    if (frames == 0)
-        console.fail(ExitNo, QStringLiteral("%1: there is no CAN frame in it").arg(path));
+    LineReader reader(file.number());
+    std::string_view line;
+    bool isTooLong = false;
+    while (reader.next(line, isTooLong))
+        decoder.take(line, isTooLong);
+    decoder.finish();
+    if (reader.error() != 0)
+        decoder.fail(qt_error_string(reader.error()));
 }
