@@ -1,5 +1,6 @@
 #include "cancommand.h"
 
+#include "canbus/vycan_cmds_and_addr.h"
 #include "canbus/vystream.h"
 #include "candecode.h"
 #include "cannames.h"
@@ -10,6 +11,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace {
@@ -28,11 +30,21 @@ struct Arguments
     std::string file;
 };
 
-void send(const Arguments &arguments, Console &console)
+/// Commands that contain what was typed as one.
+QString likeCommand(const QString &text)
 {
-    const std::unique_ptr<Machine> pMachine = Machine::make(arguments.machine, console);
-    if (!pMachine)
-        return;
+    constexpr int s_enough = 8;
+    const QStringList names = commandNamesLike(text);
+    if (names.isEmpty() || text.isEmpty())
+        return {};
+    const QString some = QStringList(names.mid(0, s_enough)).join(QStringLiteral(", "));
+    return QStringLiteral("; similar: ") + some +
+           QLatin1String(names.size() > s_enough ? ", ..." : "");
+}
+
+/// What is to be sent; nothing, and told, when the call is wrong.
+std::optional<CanSending> sendingOf(const Arguments &arguments, Console &console)
+{
     const QString destination = QString::fromStdString(arguments.destination);
     const QString command = QString::fromStdString(arguments.command);
     const std::optional<int> address = boardFrom(destination);
@@ -40,14 +52,20 @@ void send(const Arguments &arguments, Console &console)
     const std::optional<CanBytes> bytes = bytesFrom(QString::fromStdString(arguments.bytes));
     constexpr int maxBytes = CanVy::MaxFrames * CanVy::FrameDataMaxSize - CanVy::StreamOverhead;
     if (!address)
-        console.fail(ExitUsage, QStringLiteral("there is no board \"%1\"; expected a name such as "
-                                               "DADD, \"actuator\", or an address from 0 to 0x7ff")
-                                    .arg(destination));
+        console.fail(ExitUsage,
+                     QStringLiteral("there is no board \"%1\"; expected a name such as DADD, "
+                                    "\"actuator\", \"shared\", or an address from 0 to 0x7ff\n"
+                                    "The names: %2")
+                         .arg(destination, boardNames().join(QStringLiteral(", "))));
     else if (!number)
         console.fail(ExitUsage,
                      QStringLiteral("there is no command \"%1\"; expected a name such as "
-                                    "VirtualSelect, or a number from 0 to 0x7ff")
-                         .arg(command));
+                                    "VirtualSelect, or a number from 0 to 0x7ff%2")
+                         .arg(command, likeCommand(command)));
+    else if (CanVy::isAcknowledge(*number))
+        console.fail(ExitUsage, QStringLiteral("%1 is an answer, which nobody acknowledges; "
+                                               "expected another command")
+                                    .arg(commandText(*number)));
     else if (!bytes)
         console.fail(ExitUsage, QStringLiteral("\"%1\" are no bytes; expected pairs of hexadecimal "
                                                "digits such as \"01 ff\"")
@@ -58,8 +76,18 @@ void send(const Arguments &arguments, Console &console)
                                     .arg(bytes->size())
                                     .arg(maxBytes));
     else
-        sendOnCan({*address, *number, *bytes, arguments.count, arguments.isJson, arguments.isInLog},
-                  console);
+        return CanSending{*address,        *number,          *bytes,
+                          arguments.count, arguments.isJson, arguments.isInLog};
+    return std::nullopt;
+}
+
+void send(const Arguments &arguments, Console &console)
+{
+    const std::unique_ptr<Machine> pMachine = Machine::make(arguments.machine, console);
+    if (!pMachine)
+        return;
+    if (const std::optional<CanSending> sending = sendingOf(arguments, console))
+        sendOnCan(*sending, console);
 }
 
 } // namespace
@@ -75,7 +103,8 @@ void addCanCommand(CLI::App &app, Console &console)
         "send", "Send a message on the simulated bus, whose boards acknowledge everything");
     pSend
         ->add_option("DEST", pArguments->destination,
-                     "A board: its name, \"actuator\" for the machine's own, or its address")
+                     "A board: its name, \"actuator\" for the machine's own, \"shared\" for the "
+                     "address that all\nboards take, or its address")
         ->required();
     pSend->add_option("CMD", pArguments->command, "A command: its name or its number")->required();
     pSend->add_option("BYTES", pArguments->bytes, "The payload, such as \"01 ff\"");
@@ -83,9 +112,12 @@ void addCanCommand(CLI::App &app, Console &console)
         ->check(CLI::Range(1, s_maxRepeat));
     pSend->add_flag("--json", pArguments->isJson, "Print one JSON object for each message");
     pSend->add_flag("--log", pArguments->isInLog,
-                    "Also write the frames to canBus.txt in VY_PATH_LOGS");
+                    "Also write the frames to canBus.txt in VY_PATH_LOGS; without it, in\n"
+                    "/var/log/vyhardware");
     addSettingsOption(*pSend, pArguments->machine);
-    pSend->footer("Example: vyhw can send actuator VirtualSelect \"00 07\" --settings "
+    pSend->footer("Ctrl-C ends --repeat after the message under way. Ends with 1 when a message is "
+                  "not\nacknowledged, or the frames cannot be logged.\nExample: vyhw can send "
+                  "actuator VirtualSelect \"00 07\" --settings "
                   "config/lirenta.json\n");
     pSend->callback([pArguments, &console] { send(*pArguments, console); });
 

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QRegularExpression>
+#include <algorithm>
 
 namespace {
 
@@ -31,20 +32,53 @@ std::optional<int> named(const QString &text, QString (*pToString)(int))
     return std::nullopt;
 }
 
+bool isUnknown(const QString &commandName)
+{
+    return commandName.startsWith(QLatin1String("Unknown command"));
+}
+
 } // namespace
 
 std::optional<int> boardFrom(const QString &text)
 {
     if (text.compare(QLatin1String("actuator"), Qt::CaseInsensitive) == 0)
         return CanVy::Address::actuatorBoard();
+    if (text.compare(QLatin1String("shared"), Qt::CaseInsensitive) == 0)
+        return CanVy::Address::Shared;
     const std::optional<int> number = numberFrom(text);
     return number ? number : named(text, &CanVy::Address::toString);
+}
+
+QStringList boardNames()
+{
+    QStringList names;
+    for (int address = 0; address <= s_maxNumber; ++address) {
+        const QString name = CanVy::Address::toString(address);
+        if (name != QString::number(address))
+            names.append(name);
+    }
+    return names;
 }
 
 std::optional<int> commandFrom(const QString &text)
 {
     const std::optional<int> number = numberFrom(text);
     return number ? number : named(text, &CanVy::commandCanToString);
+}
+
+QStringList commandNamesLike(const QString &text)
+{
+    QStringList names;
+    for (int command = 0; command <= s_maxNumber; ++command) {
+        const QString name = CanVy::commandCanToString(command);
+        if (name.contains(text, Qt::CaseInsensitive) && !isUnknown(name))
+            names.append(name);
+    }
+    const auto isShorter = [](const QString &one, const QString &other) {
+        return one.size() < other.size();
+    };
+    std::stable_sort(names.begin(), names.end(), isShorter);
+    return names;
 }
 
 std::optional<CanBytes> bytesFrom(const QString &text)
@@ -68,9 +102,8 @@ QString boardText(int address)
 QString commandText(int command)
 {
     const QString name = CanVy::commandCanToString(command);
-    return name.startsWith(QLatin1String("Unknown command"))
-               ? QStringLiteral("command %1").arg(command)
-               : name + QStringLiteral(" (%1)").arg(command);
+    return isUnknown(name) ? QStringLiteral("command %1").arg(command)
+                           : name + QStringLiteral(" (%1)").arg(command);
 }
 
 QString bytesText(const CanBytes &bytes)

@@ -1,14 +1,20 @@
 #include "cansend.h"
 
 #include "canbus/canbus.h"
+#include "canbus/canbuschannel.h"
 #include "canbus/canbusnode.h"
 #include "canbus/caninterface_dummy.h"
 #include "canbus/canmessage.h"
 #include "cannames.h"
 #include "console.h"
+#include "interruption.h"
+#include "systempath.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -72,9 +78,21 @@ private:
     int m_acknowledged = 0;
 };
 
-} // namespace
+/// Why nothing can be written to this file; empty when it can. The library's log only loses lines.
+QString reasonAgainstWriting(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!QDir().mkpath(info.path()))
+        return QStringLiteral("the folder cannot be made");
+    if (info.exists() && !info.isFile())
+        return QStringLiteral("not a file");
+    QFile file(path);
+    return file.open(QIODevice::Append) ? QString() : file.errorString();
+}
 
-void sendOnCan(const CanSending &sending, Console &console)
+/// Sends all messages, or those until the interruption.
+/// \return how many were acknowledged
+int sendAll(const CanSending &sending, Console &console)
 {
     CanBus *const pBus = CanBus::instance();
     auto *const pInterface = new CanInterface_Dummy(pBus, false);
@@ -89,6 +107,10 @@ void sendOnCan(const CanSending &sending, Console &console)
     const auto report = [&reporter](const CanAnswer &answer) { reporter.report(answer); };
     QObject::connect(&node, &CanBusNode::answerAcknowledged, &loop, report);
     QObject::connect(&node, &CanBusNode::answerError, &loop, report);
+    const Interruption interruption;
+    QObject::connect(&interruption, &Interruption::interrupted, &loop, [pBus, &node] {
+        pBus->clearPendingMessagesToSend(CanBusChannel::channel(node.channelId()));
+    });
     QObject::connect(pBus, &CanBus::dequedAllmessages, &loop, &QEventLoop::quit,
                      Qt::QueuedConnection);
 
@@ -99,8 +121,25 @@ void sendOnCan(const CanSending &sending, Console &console)
     if (pBus->send(messages, &node))
         loop.exec();
     CanBus::deleteInstance();
-    if (reporter.acknowledged() != sending.count)
-        console.fail(ExitNo, QStringLiteral("%1 of %2 messages acknowledged")
-                                 .arg(reporter.acknowledged())
-                                 .arg(sending.count));
+    return reporter.acknowledged();
+}
+
+} // namespace
+
+void sendOnCan(const CanSending &sending, Console &console)
+{
+    const QString log = SystemPath::path(SystemPath::Logs) + QLatin1String("canBus.txt");
+    const QString reason = sending.isInLog ? reasonAgainstWriting(log) : QString();
+    if (!reason.isEmpty()) {
+        console.fail(ExitNo, QStringLiteral("%1: cannot be written: %2; name another folder in %3")
+                                 .arg(log, reason, SystemPath::variable(SystemPath::Logs)));
+        return;
+    }
+    const qint64 sizeBefore = QFileInfo(log).size();
+    const int acknowledged = sendAll(sending, console);
+    if (sending.isInLog && QFileInfo(log).size() == sizeBefore)
+        console.fail(ExitNo, QStringLiteral("%1: nothing could be written to it").arg(log));
+    if (acknowledged != sending.count)
+        console.fail(ExitNo,
+                     QStringLiteral("%1 of %2 acknowledged").arg(acknowledged).arg(sending.count));
 }

@@ -16,7 +16,8 @@ struct CanSending
 };
 
 /// Sends the messages on the simulated bus, one after the other, and prints what became of each.
-/// Fails when one is not acknowledged.
+/// Ends after the one under way at Ctrl-C. Fails when one is not
+/// acknowledged, or when the log cannot be written.
 void sendOnCan(const CanSending &sending, Console &console);
 
 #endif // CANSEND_H
