@@ -101,9 +101,10 @@ void checkSubtype(const SettingsDocument &document, const QString &model, CheckR
     if (!isAsExpected(subtype, Expected::Integer)) // missing, or told already
         return;
     if (!MachineRegistry::find(model, subtype.toInt()))
-        result.errors +=
-            errorAt(document, MachineRegistry::s_subtypeKey, excerpt(subtype),
-                    QStringLiteral("a subtype of %1: %2").arg(model, subtypeNumbers(model)));
+        result.errors += errorAt(
+            document, MachineRegistry::s_subtypeKey, excerpt(subtype),
+            QStringLiteral("a subtype of %1: %2")
+                .arg(model, subtypeNumbers(model, QString::number(HardwareSettings::NoSubtype))));
 }
 
 /// Other groups are the application's own.

@@ -40,7 +40,7 @@ std::optional<MachineConfiguration> findByName(const QString &model, int subtype
         console.fail(ExitUsage, QStringLiteral("%1 has no subtype %2; expected one of %3")
                                     .arg(model)
                                     .arg(subtype)
-                                    .arg(subtypeNumbers(model)));
+                                    .arg(subtypeNumbers(model, QStringLiteral("-"))));
     return machine;
 }
 

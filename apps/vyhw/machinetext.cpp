@@ -13,10 +13,12 @@ QString modelNames()
     return names.join(QStringLiteral(", "));
 }
 
-QString subtypeNumbers(const QString &model)
+QString subtypeNumbers(const QString &model, const QString &none)
 {
     QStringList numbers;
     for (const MachineConfiguration &row : MachineRegistry::ofModel(model))
-        numbers.append(QString::number(row.subtype));
+        numbers.append(row.subtype == HardwareSettings::NoSubtype
+                           ? none + QLatin1String(" (no subtype)")
+                           : QString::number(row.subtype));
     return numbers.join(QStringLiteral(", "));
 }

@@ -8,7 +8,8 @@
 /// "Ostrel, Duvana, ..."
 QString modelNames();
 
-/// "-1, 2, 3": the subtypes of a model of the registry.
-QString subtypeNumbers(const QString &model);
+/// "- (no subtype), 2, 3": the subtypes of a model of the registry.
+/// \param none what stands for the model without a subtype where the user writes it
+QString subtypeNumbers(const QString &model, const QString &none);
 
 #endif // MACHINETEXT_H

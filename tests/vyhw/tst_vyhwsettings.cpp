@@ -121,7 +121,8 @@ const WrongFileCase s_wrongFiles[] = {
      ": key \"machine/model\" is \"Lirent\"; expected one of Ostrel, Duvana, Lirenta, MarboTouch, "
      "MarboCapacitiveKeys, Corvel, NewQuindo"},
     {"SubtypeOfAnotherModel", R"({"machine": {"model": "Lirenta", "subtype": 10}})",
-     ": key \"machine/subtype\" is 10; expected a subtype of Lirenta: -1, 2, 3, 6, 7, 8, 14"},
+     ": key \"machine/subtype\" is 10; expected a subtype of Lirenta: -1 (no subtype), 2, 3, 6, 7, "
+     "8, 14"},
 };
 INSTANTIATE_TEST_SUITE_P(Files, VyhwWrongFile, ::testing::ValuesIn(s_wrongFiles), caseName);
 
