@@ -97,6 +97,8 @@ void addCanCommand(CLI::App &app, Console &console)
     CLI::App *const pCan =
         app.add_subcommand("can", "Send messages on the CAN bus, read its traces");
     pCan->require_subcommand(1);
+    pCan->footer("Examples: vyhw can send DADD GetSwRevRequest --settings config/lirenta.json\n"
+                 "          vyhw can decode /var/log/vyhardware/canBus.txt\n");
     const auto pArguments = std::make_shared<Arguments>();
 
     CLI::App *const pSend = pCan->add_subcommand(

@@ -90,6 +90,7 @@ void addCupCommand(CLI::App &app, Console &console)
 {
     CLI::App *const pCup = app.add_subcommand("cup", "Follow the cup sensor");
     pCup->require_subcommand(1);
+    pCup->footer("Example: echo 80 >cup; vyhw cup watch cup\n");
     const auto pArguments = std::make_shared<Arguments>();
 
     CLI::App *const pWatch =
@@ -103,6 +104,7 @@ void addCupCommand(CLI::App &app, Console &console)
         ->check(runTime());
     pWatch->footer("The file is read once a second. Rewrite it in place: echo 42 >FILE. The "
                    "carrier's position\n"
-                   "comes from FILE.cc: echo 1 >FILE.cc is home, 0 is away.\n");
+                   "comes from FILE.cc: echo 1 >FILE.cc is home, 0 is away.\n"
+                   "Example: echo 80 >cup; vyhw cup watch cup\n");
     pWatch->callback([pArguments, &console] { watch(*pArguments, console); });
 }

@@ -16,6 +16,7 @@
 #include <QTextCodec>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,8 @@ constexpr auto s_pFooter =
     "  vyhw settings check config/lirenta.json\n"
     "  vyhw settings get hardware/usbPath --settings config/lirenta.json\n";
 
-/// The help of all commands goes down to the sub-commands of commands, not to their names alone.
+/// The help of all commands goes down to the sub-commands of commands, not to their names alone,
+/// and has what stands below the help of each.
 class HelpFormatter : public CLI::Formatter
 {
 public:
@@ -42,6 +44,17 @@ public:
     {
         const bool isExpanded = mode != CLI::AppFormatMode::Normal;
         return CLI::Formatter::make_subcommands(pApp, isExpanded ? CLI::AppFormatMode::All : mode);
+    }
+
+    std::string make_expanded(const CLI::App *pApp) const override
+    {
+        std::string text = CLI::Formatter::make_expanded(pApp);
+        if (!pApp->get_subcommands({}).empty())
+            return text;
+        std::istringstream footer(pApp->get_footer());
+        for (std::string line; std::getline(footer, line);)
+            text += "  " + line + "\n";
+        return text;
     }
 };
 

@@ -37,6 +37,7 @@ void addModelCommand(CLI::App &app, Console &console)
 {
     CLI::App *const pModel = app.add_subcommand("model", "Ask what a machine model has and allows");
     pModel->require_subcommand(1);
+    pModel->footer("Example: vyhw model show Lirenta 8\n");
     const auto pArguments = std::make_shared<Arguments>();
 
     CLI::App *const pShow = pModel->add_subcommand("show", "Show every property of a machine");

@@ -104,6 +104,8 @@ void addSettingsCommand(CLI::App &app, Console &console)
 {
     CLI::App *const pSettings = app.add_subcommand("settings", "Read and check a settings file");
     pSettings->require_subcommand(1);
+    pSettings->footer("Examples: vyhw settings check config/lirenta.json\n"
+                      "          vyhw settings list --settings config/lirenta.json\n");
     const auto pArguments = std::make_shared<Arguments>();
 
     CLI::App *const pGet = pSettings->add_subcommand("get", "Print the value of one key");
@@ -117,6 +119,7 @@ void addSettingsCommand(CLI::App &app, Console &console)
     CLI::App *const pList =
         pSettings->add_subcommand("list", "Print every value with its key path");
     addFileOption(*pList, *pArguments);
+    pList->footer("Example: vyhw settings list --settings config/lirenta.json\n");
     pList->callback([pArguments, &console] { run(list, *pArguments, console); });
 
     CLI::App *const pCheck =
@@ -127,6 +130,7 @@ void addSettingsCommand(CLI::App &app, Console &console)
     pCheck->footer("A syntax error and a key that stands twice are told with line and column, a "
                    "wrong value\n"
                    "with its key and what was expected.\n"
-                   "Ends with 1 when the file is wrong.\n");
+                   "Ends with 1 when the file is wrong.\n"
+                   "Example: vyhw settings check config/lirenta.json\n");
     pCheck->callback([pArguments, &console] { run(check, *pArguments, console); });
 }

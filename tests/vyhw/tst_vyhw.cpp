@@ -123,6 +123,27 @@ TEST(VyhwTest, HelpAndVersionEndWithZero)
     EXPECT_TRUE(help.out.contains(QStringLiteral("Exit codes:")));
 }
 
+TEST(VyhwTest, HelpOfAllCommandsHasTheirExamples)
+{
+    const QString help = vyhw(words("--help-all")).out;
+    for (const char *const pExample :
+         {"Example: vyhw can send actuator", "Example: vyhw can decode /",
+          "Example: vyhw settings get", "Example: vyhw settings list",
+          "Example: vyhw settings check", "Example: echo 80 >cup; vyhw cup watch",
+          "Examples: vyhw model show", "Example: vyhw info"})
+        EXPECT_EQ(help.count(QLatin1String(pExample)), 1) << pExample;
+}
+
+TEST(VyhwTest, GroupsHaveExamplesOfTheirOwn)
+{
+    for (const char *const pGroup : {"can", "cup", "model", "settings"}) {
+        const QString help = vyhw({QString::fromLatin1(pGroup), QStringLiteral("--help")})
+                                 .out.section(QStringLiteral("Subcommands:"), 1);
+        EXPECT_TRUE(help.contains(QStringLiteral("vyhw %1 ").arg(QLatin1String(pGroup)))) << pGroup;
+        EXPECT_FALSE(help.contains(QLatin1String("vyhw machines"))) << pGroup;
+    }
+}
+
 struct HelpCase
 {
     const char *pName;
