@@ -90,18 +90,9 @@ void send(const Arguments &arguments, Console &console)
         sendOnCan(*sending, console);
 }
 
-} // namespace
-
-void addCanCommand(CLI::App &app, Console &console)
+void addSend(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Console &console)
 {
-    CLI::App *const pCan =
-        app.add_subcommand("can", "Send messages on the CAN bus, read its traces");
-    pCan->require_subcommand(1);
-    pCan->footer("Examples: vyhw can send DADD GetSwRevRequest --settings config/lirenta.json\n"
-                 "          vyhw can decode /var/log/vyhardware/canBus.txt\n");
-    const auto pArguments = std::make_shared<Arguments>();
-
-    CLI::App *const pSend = pCan->add_subcommand(
+    CLI::App *const pSend = can.add_subcommand(
         "send", "Send a message on the simulated bus, whose boards acknowledge everything");
     pSend
         ->add_option("DEST", pArguments->destination,
@@ -122,9 +113,12 @@ void addCanCommand(CLI::App &app, Console &console)
                   "actuator VirtualSelect \"00 07\" --settings "
                   "config/lirenta.json\n");
     pSend->callback([pArguments, &console] { send(*pArguments, console); });
+}
 
-    CLI::App *const pDecode = pCan->add_subcommand(
-        "decode", "Print the messages of a file of frames, with their answers");
+void addDecode(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Console &console)
+{
+    CLI::App *const pDecode =
+        can.add_subcommand("decode", "Print the messages of a file of frames, with their answers");
     pDecode
         ->add_option("FILE", pArguments->file,
                      "A \"canBus.txt\" or a trace; also a pipe, /dev/stdin")
@@ -141,4 +135,18 @@ void addCanCommand(CLI::App &app, Console &console)
     pDecode->callback([pArguments, &console] {
         decodeCanFile(QString::fromStdString(pArguments->file), console);
     });
+}
+
+} // namespace
+
+void addCanCommand(CLI::App &app, Console &console)
+{
+    CLI::App *const pCan =
+        app.add_subcommand("can", "Send messages on the CAN bus, read its traces");
+    pCan->require_subcommand(1);
+    pCan->footer("Examples: vyhw can send DADD GetSwRevRequest --settings config/lirenta.json\n"
+                 "          vyhw can decode /var/log/vyhardware/canBus.txt\n");
+    const auto pArguments = std::make_shared<Arguments>();
+    addSend(*pCan, pArguments, console);
+    addDecode(*pCan, pArguments, console);
 }

@@ -150,7 +150,8 @@ void decodeCanFile(const QString &path, Console &console)
         decoder.fail(qt_error_string(errno));
         return;
     }
-    LineReader reader(file.number());
+    // What comes from a running program is shown as it comes.
+    LineReader reader(file.number(), [&console] { console.out().flush(); });
     std::string_view line;
     bool isTooLong = false;
     while (reader.next(line, isTooLong))

@@ -29,8 +29,9 @@ void waitForData(int descriptor, int timeoutMs)
 
 } // namespace
 
-LineReader::LineReader(int descriptor)
+LineReader::LineReader(int descriptor, std::function<void()> beforeWaiting)
     : m_descriptor(descriptor)
+    , m_beforeWaiting(std::move(beforeWaiting))
     , m_buffer(s_bufferSize)
     , m_hasWriter(!isPipe(descriptor))
 {
@@ -77,15 +78,15 @@ bool LineReader::fill()
 {
     std::memmove(m_buffer.data(), m_buffer.data() + m_from, m_to - m_from);
     m_to -= std::exchange(m_from, 0);
-    const long count = readSome(m_buffer.data() + m_to, m_buffer.size() - m_to);
-    m_to += static_cast<std::size_t>(std::max(count, 0L));
+    const ssize_t count = readSome(m_buffer.data() + m_to, m_buffer.size() - m_to);
+    m_to += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     return count > 0;
 }
 
-long LineReader::readSome(char *pTo, std::size_t size)
+ssize_t LineReader::readSome(char *pTo, std::size_t size)
 {
     for (;;) {
-        const long count = ::read(m_descriptor, pTo, size);
+        const ssize_t count = ::read(m_descriptor, pTo, size);
         const int error = count < 0 ? errno : 0;
         if (count > 0 || error == EAGAIN) // also a writer that has written nothing so far
             m_hasWriter = true;
@@ -97,7 +98,9 @@ long LineReader::readSome(char *pTo, std::size_t size)
             m_error = error;
             return count;
         }
-        if (error != EINTR)
-            waitForData(m_descriptor, count == 0 ? s_writerTimeoutMs : -1);
+        if (error == EINTR)
+            continue;
+        m_beforeWaiting();
+        waitForData(m_descriptor, count == 0 ? s_writerTimeoutMs : -1);
     }
 }

@@ -2,7 +2,9 @@
 #define LINEREADER_H
 
 #include <cstddef>
+#include <functional>
 #include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 /// Reads a file or a pipe line by line, in bounded memory.
@@ -13,7 +15,8 @@ public:
 
     /// \param descriptor of a file, or of a pipe that was opened without waiting (O_NONBLOCK);
     /// borrowed
-    explicit LineReader(int descriptor);
+    /// \param beforeWaiting called whenever a pipe has nothing to read for now
+    LineReader(int descriptor, std::function<void()> beforeWaiting);
 
     /// The next line without its line end, or its beginning when it is longer than s_maxLine; valid
     /// until the next call. False at the end, or after an error.
@@ -25,9 +28,10 @@ private:
     std::size_t lineEnd() const;
     void skipRest();
     bool fill();
-    long readSome(char *pTo, std::size_t size);
+    ssize_t readSome(char *pTo, std::size_t size);
 
     int m_descriptor;
+    std::function<void()> m_beforeWaiting;
     std::vector<char> m_buffer;
     std::size_t m_from = 0; ///< what has not been handed out, up to m_to
     std::size_t m_to = 0;

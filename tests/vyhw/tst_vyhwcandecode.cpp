@@ -413,6 +413,22 @@ TEST(VyhwCanDecodeTest, ReadsStandardInputFromAPipe)
     EXPECT_TRUE(process.readAllStandardOutput().contains("acknowledged after 7 ms"));
 }
 
+TEST(VyhwCanDecodeTest, ShowsTheMessagesOfAPipeWhileItIsOpen)
+{
+    QProcess process;
+    process.start(QStringLiteral(VYHW_PROGRAM),
+                  {QStringLiteral("can"), QStringLiteral("decode"), QStringLiteral("/dev/stdin")});
+    process.write(request(0, s_cpu, s_door, 42) + answer(7, s_door, s_cpu, 42));
+    QByteArray output;
+    while (!output.contains("acknowledged") && process.waitForReadyRead(10000))
+        output += process.readAllStandardOutput();
+    EXPECT_TRUE(output.contains("acknowledged after 7 ms"));
+    EXPECT_EQ(process.state(), QProcess::Running);
+    process.closeWriteChannel();
+    ASSERT_TRUE(process.waitForFinished(10000));
+    EXPECT_EQ(process.exitCode(), 0);
+}
+
 TEST(VyhwCanDecodeTest, DoesNotWaitForeverForSomebodyToWriteIntoThePipe)
 {
     const QTemporaryDir folder;
