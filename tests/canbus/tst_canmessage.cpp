@@ -88,6 +88,18 @@ TEST(CanMessageTest, MessageMadeFromAReceivedOneHasNoSourceAndIsNotSimulated)
     EXPECT_FALSE(made.isSimulated());
 }
 
+TEST(CanMessageTest, MessageMadeFromNoneIsEmpty)
+{
+    const LogSpy log;
+    const CanMessage made(static_cast<const CanMessage *>(nullptr));
+    EXPECT_EQ(made.source(), -1);
+    EXPECT_EQ(made.destination(), -1);
+    EXPECT_EQ(made.command(), -1);
+    EXPECT_TRUE(made.data().isEmpty());
+    EXPECT_FALSE(made.isSimulated());
+    EXPECT_TRUE(log.records().isEmpty());
+}
+
 TEST(CanMessageTest, CopyIsWholeAndIndependent)
 {
     CanMessage message(0x4A8, 42, bytes("01 02"));

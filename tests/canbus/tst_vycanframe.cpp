@@ -212,6 +212,21 @@ TEST_P(VYCanFrameRefusals, AreLoggedByTheLengthsReader)
     EXPECT_EQ(log.count(QLatin1String(s_pLengthReader)), 1);
 }
 
+// The length is read behind the command, whose reader says the same of what is too short.
+TEST_P(VYCanFrameRefusals, OfShortFramesAreLoggedByTheCommandsReaderForTheLengthToo)
+{
+    const LogSpy log;
+    VYCanFrame(frame(0x419, 0x4A8, GetParam().index, bytes(GetParam().pHex)))
+        .messageDataLengthInFirstFrame();
+    const QString incomplete = QStringLiteral("VY Message incomplete");
+    const bool isShort = incomplete == QLatin1String(GetParam().pText);
+    const QString text = line(s_pCommandReader, GetParam().pText);
+    EXPECT_EQ(log.count(text, 4, Log::CanBus), isShort ? 1 : 0);
+    EXPECT_EQ(log.records().size(), isShort ? 2 : 1);
+    EXPECT_EQ(log.records().constFirst().text,
+              isShort ? text : line(s_pLengthReader, GetParam().pText));
+}
+
 const RefusalCase s_refusalCases[] = {
     {"FollowingFrame", 1, "02 00 2a 00 03 11", "VY Message DataLength Unknown"},
     {"OtherStart", 0, "01 00 2a 00 03 11", "VY Message DataLength Unknown"},
@@ -238,7 +253,11 @@ TEST(VYCanFrameTest, FixedLengthOfAnAcknowledgeIsLogged)
         const LogSpy log;
         EXPECT_EQ(VYCanFrame::messageDataLengthInFirstFrame(frame(0x419, 0x4A8, 0, bytes(pHex))),
                   2);
-        EXPECT_EQ(log.records().size(), 1);
-        EXPECT_EQ(log.count("VY Message DataLength field Not present (but fixed)"), 1);
+        ASSERT_EQ(log.records().size(), 1);
+        const LogRecord record = log.records().constFirst();
+        EXPECT_EQ(record.text,
+                  line(s_pLengthReader, "VY Message DataLength field Not present (but fixed)"));
+        EXPECT_EQ(record.level, 4);
+        EXPECT_EQ(record.module, Log::CanBus);
     }
 }
