@@ -19,6 +19,15 @@ inline CanBytes bytes(const char *pHex)
     return list;
 }
 
+/// A frame whose identifier stands there whole.
+inline CanFrame withId(quint32 id, const char *pHex)
+{
+    CanFrame made;
+    made.setId(id);
+    made.setData(bytes(pHex));
+    return made;
+}
+
 /// A frame as it stands on the bus.
 inline CanFrame frame(int source, int destination, int index, const CanBytes &data)
 {

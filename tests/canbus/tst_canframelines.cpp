@@ -6,18 +6,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-CanFrame withId(quint32 id, const char *pHex)
-{
-    CanFrame made;
-    made.setId(id);
-    made.setData(bytes(pHex));
-    return made;
-}
-
-} // namespace
-
 struct LineCase
 {
     const char *pName;

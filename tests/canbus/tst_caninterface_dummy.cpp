@@ -7,20 +7,13 @@
 #include "support/virtualtime.h"
 
 #include <QMetaMethod>
+#include <QPointer>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
 
 namespace {
-
-CanFrame withId(quint32 id, const char *pHex)
-{
-    CanFrame made;
-    made.setId(id);
-    made.setData(bytes(pHex));
-    return made;
-}
 
 /// From 0x4A8 to 0x419.
 CanFrame sentFrame()
@@ -97,6 +90,25 @@ TEST_F(CanInterfaceDummyTest, TraceFileIsEmptiedWhenItIsOpened)
     m_traced.writeToCan(sentFrame());
     EXPECT_EQ(m_folder.bytes(QStringLiteral("trace")),
               m_traced._logFrame(sentFrame(), false, QStringLiteral("->Simulated Send")).toUtf8());
+}
+
+TEST_F(CanInterfaceDummyTest, OpeningAnOpenOneAgainBeginsANewTrace)
+{
+    EXPECT_TRUE(m_traced.openInterface(tracePath()));
+    m_traced.writeToCan(sentFrame());
+    EXPECT_TRUE(m_traced.openInterface(tracePath()));
+    EXPECT_TRUE(m_traced.isOpen());
+    EXPECT_TRUE(m_folder.bytes(QStringLiteral("trace")).isEmpty());
+    m_traced.writeToCan(sentFrame());
+
+    const QString other = m_folder.path(QStringLiteral("other"));
+    EXPECT_TRUE(m_traced.openInterface(other));
+    EXPECT_EQ(m_traced.interfaceName(), other);
+    m_traced.writeToCan(sentFrame());
+    const QByteArray line =
+        m_traced._logFrame(sentFrame(), false, QStringLiteral("->Simulated Send")).toUtf8();
+    EXPECT_EQ(m_folder.bytes(QStringLiteral("trace")), line);
+    EXPECT_EQ(m_folder.bytes(QStringLiteral("other")), line);
 }
 
 TEST_F(CanInterfaceDummyTest, TraceFileThatCannotBeOpenedIsAFailure)
@@ -179,6 +191,54 @@ TEST_F(CanInterfaceDummyTest, OnlyANegativeTraceFailsTheWrite)
     TraceResult dummy(false, -1);
     EXPECT_TRUE(dummy.writeToCan(sentFrame()));
     EXPECT_TRUE(dummy.m_calls.isEmpty());
+}
+
+TEST_F(CanInterfaceDummyTest, FrameIsTracedBeforeItIsTold)
+{
+    TraceResult dummy(true, 0);
+    QObject::connect(&dummy, &CanInterface_Dummy::frameSent, &dummy,
+                     [&] { dummy.m_calls.append(QStringLiteral("frameSent")); });
+    dummy.writeToCan(sentFrame());
+    EXPECT_EQ(dummy.m_calls, (QStringList{QStringLiteral("2442265 0 ->Simulated Send"),
+                                          QStringLiteral("frameSent")}));
+}
+
+TEST_F(CanInterfaceDummyTest, TimeUntilTheAnswerBeginsWhenTheFrameHasBeenTold)
+{
+    m_dummy.setAnswerSimulation(true);
+    QObject::connect(&m_dummy, &CanInterface_Dummy::frameSent, &m_dummy, [] { advance(20ms); });
+    m_dummy.writeToCan(sentFrame());
+    advance(19ms);
+    EXPECT_TRUE(m_received.isEmpty());
+    advance(1ms);
+    EXPECT_EQ(m_received.size(), 1);
+}
+
+TEST_F(CanInterfaceDummyTest, ListenerMayDeleteItInsideTheWrite)
+{
+    for (const bool isTraced : {false, true}) {
+        const QPointer<CanInterface_Dummy> pDummy = new CanInterface_Dummy(nullptr, isTraced);
+        pDummy->setAnswerSimulation(true);
+        pDummy->openInterface(tracePath());
+        QObject::connect(pDummy, &CanInterface_Dummy::frameSent, [&] { delete pDummy; });
+        EXPECT_TRUE(pDummy->writeToCan(sentFrame()));
+        EXPECT_TRUE(pDummy.isNull());
+    }
+    advance(1000ms);
+}
+
+TEST_F(CanInterfaceDummyTest, ListenerMayDeleteItInsideTheWriteOfAList)
+{
+    const QPointer<CanInterface_Dummy> pDummy = new CanInterface_Dummy(nullptr, false);
+    pDummy->setAnswerSimulation(true);
+    int sent = 0;
+    QObject::connect(pDummy, &CanInterface_Dummy::frameSent, [&] {
+        ++sent;
+        delete pDummy;
+    });
+    EXPECT_FALSE(pDummy->writeToCan(framesOf(0x4A8, 0x419, 42, bytes("01 02 03 04 05"))));
+    EXPECT_EQ(sent, 1);
+    EXPECT_TRUE(pDummy.isNull());
 }
 
 TEST_F(CanInterfaceDummyTest, LastFrameAndLastFirstFrameAreRemembered)
@@ -340,6 +400,7 @@ const ForgedCase s_forgedCases[] = {
     {"CommandAboveTheAcknowledges", 0x00254419, "02 00 03 00 00 01", 1, 0x0020CCA8,
      "02 00 01 00 03 00"},
     {"BitsAboveTheFieldsStay", 0xF0254419, "02 00 2a 00 00 28", 1, 0xF020CCA8, "02 00 01 00 2a 29"},
+    {"CommandThatCannotBeRead", 0x00254419, "02 00 2a 00", 1, 0x0020CCA8, "02 00 01 ff ff 03"},
     {"AcknowledgeIsNotAnswered", 0x00254419, "02 00 01 00 2a 29", 1, 0, nullptr},
     {"NegativeAcknowledgeIsNotAnswered", 0x00254419, "02 00 02 00 2a 2a", 2, 0, nullptr},
     {"FirstFrameWithoutData", 0x00254419, "", 1, 0, nullptr},
