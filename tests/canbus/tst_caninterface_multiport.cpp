@@ -46,9 +46,10 @@ TEST_F(CanInterfaceMultiportTest, OpensAndClosesTheClientsCanChannelAndNoOther)
     EXPECT_TRUE(m_machine.client().isOpen(static_cast<Multiport::Interface>(1)));
     EXPECT_FALSE(m_machine.client().isOpen(Multiport::PaymentInterface));
 
-    m_interface.closeInterface();
+    EXPECT_TRUE(m_interface.closeInterface());
     EXPECT_FALSE(m_interface.isOpen());
     EXPECT_FALSE(m_machine.isCanOpen());
+    EXPECT_TRUE(m_interface.closeInterface()); // it is closed, as was asked for
     EXPECT_TRUE(log.records().isEmpty());
 }
 
@@ -103,6 +104,22 @@ TEST_F(CanInterfaceMultiportTest, FrameGoesOutAsOneRecord)
     one.setData({});
     EXPECT_FALSE(m_interface.writeToCan(one));
     EXPECT_EQ(log.count(" 5 bytes not sent", 3, Log::CanBus), 1);
+}
+
+TEST_F(CanInterfaceMultiportTest, FrameOfMoreThanEightBytesIsRefused)
+{
+    m_interface.openInterface(QString());
+    CanFrame one = frame(0x4A8, 0x419, 0, bytes("02 00 2a 00 02 01 02 2b"));
+    {
+        const LogSpy log;
+        m_interface.writeToCan(one);
+        EXPECT_EQ(log.count(" 13 bytes not sent", 3, Log::CanBus), 1);
+    }
+    one.appendData('\x09');
+    const LogSpy log;
+    EXPECT_FALSE(m_interface.writeToCan(one));
+    EXPECT_EQ(log.count("A frame of 9 bytes, expected at most 8", 4, Log::CanBus), 1);
+    EXPECT_EQ(log.records().size(), 1); // the client was not asked
 }
 
 TEST_F(CanInterfaceMultiportTest, FirstFrameThatIsNotSentEndsTheList)

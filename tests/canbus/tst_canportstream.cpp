@@ -4,7 +4,10 @@
 #include "support/casename.h"
 #include "support/logspy.h"
 
+#include <QEventLoop>
 #include <QPointer>
+#include <QRegularExpression>
+#include <QTimer>
 #include <QVector>
 #include <gtest/gtest.h>
 #include <random>
@@ -216,6 +219,11 @@ TEST_P(CanPortBadLengths, EmptyTheBuffer)
     // The two of the delivery, the good frame's and what is said of the bad one.
     EXPECT_EQ(log.records().size(), 4);
     EXPECT_EQ(log.count("Not enough data"), 0);
+    EXPECT_EQ(log.count(QStringLiteral("void CanInterface_Multiport::readFromCan(const QByteArray&)"
+                                       " Invalid length %1 in the stream, buffer cleared")
+                            .arg(static_cast<signed char>(GetParam().length)),
+                        4, Log::CanBus),
+              1);
 
     m_machine.deliverHex("00 e5 44 19 01 97");
     EXPECT_EQ(received(), "654419:99 e54419:97");
@@ -286,6 +294,29 @@ TEST_F(CanPortStreamTest, DeliveryInsideAFramesHandlingWaitsForItsTurn)
     EXPECT_EQ(m_received.size(), 4);
 }
 
+// Whoever waits for a message while he handles another must not wait in vain.
+TEST_F(CanPortStreamTest, DeliveryInsideAFramesHandlingIsReadByAnEventLoopThatRunsThere)
+{
+    std::string atEnd;
+    QObject::connect(&m_interface, &AbstractCanInterface::frameReceived, &m_interface, [&] {
+        if (m_received.size() != 1)
+            return;
+        QEventLoop loop;
+        QTimer::singleShot(10, &loop,
+                           [this] { m_interface.readFromCan(hex("00 a5 44 19 01 05")); });
+        QTimer::singleShot(20, &loop,
+                           [this] { m_interface.readFromCan(hex("00 e5 44 19 02 06")); });
+        QTimer::singleShot(30, &loop, &QEventLoop::quit);
+        loop.exec();
+        atEnd = received();
+    });
+    m_machine.deliverHex("00 25 44 19 01 02 00 65 44 19 01 03");
+    EXPECT_EQ(atEnd, "254419:02 654419:03 a54419:05");
+    EXPECT_EQ(received(), atEnd);
+    m_machine.deliverHex("07 00 25 44 19 00");
+    EXPECT_EQ(received(), "254419:02 654419:03 a54419:05 e54419:0607 254419:");
+}
+
 // The rest of the delivery belongs to the opening before.
 TEST_F(CanPortStreamTest, OpeningInsideAFramesHandlingForgetsTheRest)
 {
@@ -339,12 +370,24 @@ TEST_F(CanPortStreamTest, FramesThatAreKeptDoNotChangeWithLaterOnes)
 TEST_F(CanPortStreamTest, NoiseEndsWithWholeFramesAgain)
 {
     std::minstd_rand random(4711);
+    int most = 0;
     for (int i = 0; i < 200; ++i) {
         QByteArray noise;
         for (int size = static_cast<int>(random() % 40); size > 0; --size)
             noise.append(static_cast<char>(random() % 256));
+        const LogSpy log;
         m_machine.deliver(noise);
+        const QStringList lines =
+            linesOf(log).filter(QRegularExpression(QStringLiteral("^Not enough data: ")));
+        ASSERT_LE(lines.size(), 1);
+        if (lines.isEmpty())
+            continue;
+        const int kept = lines.first().section(QLatin1Char(' '), -1).toInt();
+        EXPECT_GT(kept, 0);
+        EXPECT_LT(kept, 5 + 127);
+        most = qMax(most, kept);
     }
+    EXPECT_GT(most, 40);                            // more than one delivery was kept
     m_machine.deliver(QByteArray(5 + 127, '\x80')); // a length that empties the buffer, at last
     m_received.clear();
     m_machine.deliverHex("00 25 44 19 01 02");
