@@ -7,12 +7,14 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 /// Where the operation stands among the virtual ones: a pointer to it says so in its first word.
 template <typename Operation>
 std::ptrdiff_t placeOf(Operation operation)
 {
+    static_assert(std::is_member_function_pointer_v<Operation>);
     std::ptrdiff_t place = 0;
     std::memcpy(&place, &operation, sizeof place);
     return place;
