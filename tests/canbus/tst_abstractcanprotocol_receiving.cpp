@@ -251,8 +251,10 @@ TEST_F(CanReceiving, FinalChecksOfNextToNothingHarmNothing)
     for (const char *pStream : {"", "00", "02", "02 02", "02 00 02"}) {
         IncomingCanMessage entry;
         entry.pMessage->setData(bytes(pStream));
-        m_pProtocol->incomingMessageFinalChecks(&entry);
-        EXPECT_LE(entry.pMessage->dataSize(), 3);
+        const CanBytes before = entry.pMessage->data();
+        EXPECT_FALSE(m_pProtocol->incomingMessageFinalChecks(&entry)) << pStream;
+        EXPECT_FALSE(entry.isComplete);
+        EXPECT_EQ(entry.pMessage->data(), before);
     }
 }
 

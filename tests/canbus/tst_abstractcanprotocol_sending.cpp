@@ -17,6 +17,18 @@ class CanSending : public ProtocolFixture<CanProtocol_Vy>
 {
 protected:
     bool resend() { return m_pProtocol->resend(channel()); }
+
+    /// How often Qt has said that the slot which is named for a failure does not exist. It is meant
+    /// not to.
+    static int missingSlots(const MessageSpy &qt)
+    {
+        int count = 0;
+        for (const MessageSpy::Message &message : qt.messages())
+            count += message.type == QtWarningMsg &&
+                     message.text.contains(QLatin1String("No such method")) &&
+                     message.text.contains(QLatin1String("::onSendingError("));
+        return count;
+    }
 };
 
 } // namespace
@@ -86,7 +98,7 @@ TEST_F(CanSending, SendMessageAloneAwaitsNothing)
 
 TEST_F(CanSending, WithoutInterfaceTheFalseResultIsTheOnlyReport)
 {
-    const MessageSpy quiet; // Qt says that the slot does not exist, which is meant so
+    const MessageSpy qt;
     m_pProtocol->setCanInterface(nullptr);
     const auto pBefore = channel()->lastMessageSent();
     EXPECT_FALSE(send());
@@ -94,11 +106,12 @@ TEST_F(CanSending, WithoutInterfaceTheFalseResultIsTheOnlyReport)
     EXPECT_EQ(timeline(), Timeline{});
     EXPECT_FALSE(channel()->isWaitingForAnswer());
     EXPECT_EQ(channel()->lastMessageSent(), pBefore);
+    EXPECT_EQ(missingSlots(qt), 1);
 }
 
 TEST_F(CanSending, RefusingInterfaceGivesAFalseResultAlone)
 {
-    const MessageSpy quiet;
+    const MessageSpy qt;
     m_pInterface->setRefusing(true);
     const auto pBefore = channel()->lastMessageSent();
     EXPECT_FALSE(send());
@@ -106,6 +119,48 @@ TEST_F(CanSending, RefusingInterfaceGivesAFalseResultAlone)
     EXPECT_EQ(timeline(), Timeline{});
     EXPECT_FALSE(channel()->isWaitingForAnswer());
     EXPECT_EQ(channel()->lastMessageSent(), pBefore);
+    EXPECT_EQ(missingSlots(qt), 1);
+}
+
+TEST_F(CanSending, EachFailureNamesTheSlotOnce)
+{
+    const MessageSpy qt;
+    m_pInterface->setRefusing(true);
+    for (int i = 1; i <= 3; ++i) {
+        send();
+        turn();
+        EXPECT_EQ(missingSlots(qt), i);
+    }
+    m_pInterface->setRefusing(false);
+    send();
+    turn();
+    EXPECT_EQ(missingSlots(qt), 3);
+}
+
+TEST_F(CanSending, FailureHasBegunANewCountOfResends)
+{
+    const MessageSpy quiet;
+    channel()->setResendCounter(2);
+    m_pInterface->setRefusing(true);
+    EXPECT_FALSE(send());
+    EXPECT_EQ(channel()->resendCounter(), 0);
+}
+
+TEST_F(CanSending, ProtocolThatComesBackToAChannelHearsItsTimeOutOnce)
+{
+    TracingInterface otherInterface;
+    CanProtocol_Vy other(nullptr);
+    other.setCanInterface(&otherInterface);
+    send(42);
+    other.send(outgoing(43), channel());
+    send(44);
+    timeline();
+    otherInterface.clear();
+    advance(1200);
+    // Each of the two sends it again, which leaves the count where a third would give up.
+    EXPECT_EQ(timeline(), (Timeline{"1200 writes 44", "1200 sent 44"}));
+    EXPECT_EQ(otherInterface.written().size(), 1);
+    EXPECT_EQ(channel()->resendCounter(), 2);
 }
 
 TEST_F(CanSending, MessageThatIsRefusedHalfWayIsNotSent)
