@@ -6,34 +6,14 @@
 
 #include "support/virtualtime.h"
 
-#include <QMetaMethod>
 #include <QMetaObject>
 #include <QMetaType>
 
-#include <cstddef>
-#include <cstring>
 #include <gtest/gtest.h>
-#include <type_traits>
 
 using namespace ProtocolAddress;
 
 namespace {
-
-/// Where the operation stands among the virtual ones: a pointer to it says so in its first word.
-template <typename Operation>
-std::ptrdiff_t placeOf(Operation operation)
-{
-    std::ptrdiff_t place = 0;
-    std::memcpy(&place, &operation, sizeof place);
-    return place;
-}
-
-template <typename Base>
-class After : public Base
-{
-public:
-    virtual void next() {}
-};
 
 /// A variant that writes down what the engine asks it, and answers as it is told.
 class ScriptedProtocol : public AbstractCanProtocol
@@ -141,6 +121,7 @@ public:
                            QSharedPointer<const CanMessage> pReceived) override
     {
         note("sendAnswerMessage");
+        m_answers.push_back(answer.type());
         return AbstractCanProtocol::sendAnswerMessage(answer, pReceived);
     }
 
@@ -153,11 +134,13 @@ public:
     void setSendMessageFailing(bool isFailing) { m_isSendMessageFailing = isFailing; }
     const IncomingCanMessage &newEntry() const { return m_entry; }
     std::vector<std::string> calls() { return std::exchange(m_calls, {}); }
+    const std::vector<CanAnswer::AnswerType> &answers() const { return m_answers; }
 
 private:
     void note(const char *pCall) const { m_calls.emplace_back(pCall); }
 
     mutable std::vector<std::string> m_calls;
+    std::vector<CanAnswer::AnswerType> m_answers;
     bool m_isAccepted = true;
     bool m_isDecoded = true;
     bool m_isComplete = true;
@@ -190,103 +173,9 @@ protected:
     CanBusChannel *m_pChannel = CanBusChannel::channel(5);
 };
 
-std::vector<std::string> ownMethods(const QMetaObject &meta, QMetaMethod::MethodType type)
-{
-    std::vector<std::string> names;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        if (meta.method(i).methodType() == type)
-            names.push_back(meta.method(i).methodSignature().toStdString());
-    }
-    return names;
-}
-
 } // namespace
 
 // -- the interface --------------------------------------------------------------------------------
-
-TEST(AbstractCanProtocolInterface, VirtualOperationsStandInTheirOrderBehindThoseOfQObject)
-{
-    using Protocol = Exposed<AbstractCanProtocol>;
-    const std::vector<std::ptrdiff_t> places = {
-        placeOf(&Protocol::processIncomingFrame),
-        placeOf(&Protocol::send),
-        placeOf(&Protocol::simulateIncomingMessage),
-        placeOf(&Protocol::onAnswerTimeout),
-        placeOf(&Protocol::onAnswerTimeoutError),
-        placeOf(&Protocol::onSendingError),
-        placeOf(&Protocol::onReceptionTimeout),
-        placeOf(&Protocol::onMessageSent),
-        placeOf(&Protocol::encode),
-        placeOf(&Protocol::splitIntoFrames),
-        placeOf(&Protocol::encodeAnswer),
-        placeOf(&Protocol::resend),
-        placeOf(&Protocol::sendMessage),
-        placeOf(&Protocol::decodeMessageHeader),
-        placeOf(&Protocol::findMatchingIncompleteMessage),
-        placeOf(&Protocol::incomingMessageFinalChecks),
-        placeOf(&Protocol::decodeNewMessageFrame),
-        placeOf(&Protocol::decodeIncompleteMessageFrame),
-        placeOf(&Protocol::processDecodedIncomingMessage),
-        placeOf(&Protocol::isFrameAccepted),
-        placeOf(&Protocol::identifyAnswer),
-        placeOf(&Protocol::generateAnswerMessage),
-        placeOf(&Protocol::answerMessage),
-        placeOf(&Protocol::sendAnswerMessage),
-        placeOf(&After<AbstractCanProtocol>::next), // there are no more
-    };
-    std::ptrdiff_t expected = placeOf(&After<QObject>::next);
-    for (const std::ptrdiff_t place : places) {
-        EXPECT_EQ(place, expected);
-        expected += static_cast<std::ptrdiff_t>(sizeof(void *));
-    }
-}
-
-TEST(AbstractCanProtocolInterface, VariantsAddNoVirtualOperation)
-{
-    EXPECT_EQ(placeOf(&After<CanProtocol_Vy>::next), placeOf(&After<AbstractCanProtocol>::next));
-    EXPECT_EQ(placeOf(&After<CanProtocol_Test>::next), placeOf(&After<AbstractCanProtocol>::next));
-}
-
-TEST(AbstractCanProtocolInterface, FrameHoldsEightBytes)
-{
-    EXPECT_EQ(AbstractCanProtocol::FrameDataMaxSize, 8);
-    EXPECT_TRUE((std::is_same_v<decltype(AbstractCanProtocol::FrameDataMaxSize), const int>));
-}
-
-TEST(AbstractCanProtocolInterface, SignalsStandInTheirOrder)
-{
-    const QMetaObject &meta = AbstractCanProtocol::staticMetaObject;
-    EXPECT_EQ(meta.superClass(), &QObject::staticMetaObject);
-    const std::vector<std::string> expected = {
-        "answerReceived(CanBusChannel*,CanAnswer,QSharedPointer<const CanMessage>)",
-        "messageReceived(QSharedPointer<const CanMessage>)",
-        "messageSent(CanBusChannel*,QSharedPointer<const CanMessage>)"};
-    EXPECT_EQ(ownMethods(meta, QMetaMethod::Signal), expected);
-}
-
-TEST(AbstractCanProtocolInterface, SlotsStandInTheirOrder)
-{
-    const std::vector<std::string> expected = {
-        "processIncomingFrame(CanFrame)", "onAnswerTimeout(CanBusChannel*)",
-        "onSendingError(CanBusChannel*,QSharedPointer<const CanMessage>)", "onReceptionTimeout()",
-        "onMessageSent(CanBusChannel*,QSharedPointer<const CanMessage>)"};
-    EXPECT_EQ(ownMethods(AbstractCanProtocol::staticMetaObject, QMetaMethod::Slot), expected);
-}
-
-TEST(AbstractCanProtocolInterface, VariantsAddNoSignals)
-{
-    for (const QMetaObject *pMeta :
-         {&CanProtocol_Vy::staticMetaObject, &CanProtocol_Test::staticMetaObject}) {
-        EXPECT_EQ(pMeta->superClass(), &AbstractCanProtocol::staticMetaObject);
-        EXPECT_TRUE(ownMethods(*pMeta, QMetaMethod::Signal).empty());
-    }
-}
-
-TEST(AbstractCanProtocolInterface, PureOperationsHaveNoBase)
-{
-    EXPECT_TRUE(std::is_abstract_v<AbstractCanProtocol>);
-    EXPECT_FALSE(std::is_abstract_v<ScriptedProtocol>);
-}
 
 TEST(AbstractCanProtocolInterface, ModeIsWhatTheConstructorWasGiven)
 {
@@ -475,6 +364,17 @@ TEST_F(ScriptedProtocolTest, EveryAcceptedFrameIsFollowedByTheMessageOrByNone)
               (Calls{"decodeMessageHeader", "isFrameAccepted", "findMatchingIncompleteMessage",
                      "decodeIncompleteMessageFrame", "processDecodedIncomingMessage null"}));
     EXPECT_EQ(m_protocol.incomingMessageCount(), 1);
+}
+
+TEST_F(ScriptedProtocolTest, BoardIsToldOfATimeOutAndOfAMessageByTheirTypes)
+{
+    m_protocol.setDecoded(true, false);
+    m_interface.onFrameReceived(frame(Board, Own, 0, {}));
+    VirtualTime::instance()->advance(std::chrono::milliseconds(1200));
+    EXPECT_EQ(m_protocol.answers(), std::vector{CanAnswer::AnswerTimeout});
+    m_protocol.setDecoded(true, true);
+    m_interface.onFrameReceived(frame(Board, Own, 0, {}));
+    EXPECT_EQ(m_protocol.answers(), (std::vector{CanAnswer::AnswerTimeout, CanAnswer::AnswerAck}));
 }
 
 TEST_F(ScriptedProtocolTest, SlotsCanBeCalledByName)

@@ -430,6 +430,17 @@ TEST_F(PureTestMode, HeaderHasIndexZero)
         VYCanFrame::isFirstFrame(m_pProtocol->decodeMessageHeader(frame(Board, Own, 9, {}))));
 }
 
+TEST_F(PureTestMode, HeaderIsFilledFromWhatTheLowestChannelSentLast)
+{
+    m_pProtocol->send(outgoing(0x15D, bytes("11 22 33 44")), channel(7));
+    m_pProtocol->send(outgoing(42), channel(9));
+    const CanFrame received = frame(Board, Own, 9, bytes("99"));
+    const CanFrame header = m_pProtocol->decodeMessageHeader(received);
+    EXPECT_EQ(header.data(), bytes("02 01 5d 00 04 11 22 33"));
+    EXPECT_EQ(VYCanFrame::sourceAddress(header), Board);
+    EXPECT_EQ(VYCanFrame::destinationAddress(header), Own);
+}
+
 TEST_F(PureTestMode, HeaderNeedsNoChannel)
 {
     EXPECT_TRUE(
