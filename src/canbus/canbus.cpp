@@ -145,7 +145,8 @@ bool CanBus::setProtocol(AbstractCanProtocol *pProtocol)
     if (m_pCanProtocol)
         m_pCanProtocol->retire();
     discard(m_pCanProtocol);
-    m_pReplacedProtocol = m_pCanProtocol;
+    if (!m_pReplacedProtocol || !m_pReplacedProtocol->isSending())
+        m_pReplacedProtocol = m_pCanProtocol; // the first one is using the interface the longest
     m_pCanProtocol = pProtocol;
     connect(pProtocol, &AbstractCanProtocol::answerReceived, this, &CanBus::onAnswerReceived);
     connect(pProtocol, &AbstractCanProtocol::messageReceived, this, &CanBus::onMessageReceived);
