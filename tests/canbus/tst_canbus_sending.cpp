@@ -2,6 +2,7 @@
 
 #include "support/assertspy.h"
 #include "support/casename.h"
+#include "support/logspy.h"
 
 #include <utility>
 
@@ -293,4 +294,53 @@ TEST_F(BusBench, BusyDummyIsAnAssertionWithItsCondition)
     EXPECT_EQ(asserts.records().constFirst().line, 478);
     EXPECT_FALSE(asserts.records().constFirst().isRelease);
     EXPECT_EQ(channel()->pendingMessages().size(), 1);
+}
+
+TEST_F(BusBench, FailureOfAnotherChannelIsToldToTheNodeOfABatchThatIsQueued)
+{
+    send(m_farNode, {s_rotor});
+    send(m_node, {s_reset});
+    send(m_otherNode, {s_test});
+    said();
+    m_pBus->generateSendingErrorAnswer(s_otherChannelId);
+    EXPECT_THAT(said(),
+                ElementsAre("C answerError 2 null", "B answerError 2 null", s_idle, s_dequed));
+    // Once: the batch goes on the bus all the same, for the node of the message before it.
+    m_pBus->generateSendingErrorAnswer(s_otherChannelId);
+    EXPECT_THAT(said(), ElementsAre(s_idle, s_dequed));
+    EXPECT_EQ(channel()->pendingMessages().size(), 1);
+}
+
+TEST_F(BusBench, QueueWithoutProtocolEndsInAnError)
+{
+    send(m_node, {s_reset, s_test});
+    delete m_pBus->canProtocol();
+    said();
+    const LogSpy log;
+    m_pBus->onAnswerReceived(channel(), CanAnswer::AnswerAck, {});
+    EXPECT_THAT(said(), ElementsAre("A answerAcknowledged 1 null",
+                                    "log ERROR: Failed to send message, protocol not set",
+                                    "A answerError 2 null", s_idle, s_dequed,
+                                    "bus generateSendingErrorAnswerRequested 3"));
+    EXPECT_EQ(log.count("ERROR: Failed to send message, protocol not set", LogError, Log::CanBus),
+              1);
+    EXPECT_FALSE(channel()->hasPendingMessages());
+    EXPECT_FALSE(channel()->isWaitingForAnswer());
+}
+
+// Its second message makes the channel fail that still waits for the first, and so on.
+TEST_F(BusBench, NodeThatSendsABatchWheneverItHearsOfAnErrorDoesNotNestForEver)
+{
+    constexpr int enough = 100;
+    int errors = 0;
+    QObject::connect(&m_node, &CanBusNode::answerError, &m_node, [&] {
+        if (++errors < enough)
+            send(m_node, {s_test, s_rotor});
+    });
+    send(m_node, {s_reset});
+    m_pBus->generateSendingErrorAnswer(s_channelId);
+    EXPECT_LT(errors, enough / 2); // it has returned, and goes on later
+    advance(10s);
+    EXPECT_EQ(errors, enough);
+    EXPECT_FALSE(m_pBus->isInterfaceBusy());
 }
