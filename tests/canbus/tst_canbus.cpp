@@ -201,9 +201,12 @@ TEST_F(NewBusTest, InstanceAfterDeleteInstanceIsNew)
 TEST_F(NewBusTest, DeleteInstanceTwiceOrWithoutInstanceDoesNothing)
 {
     CanBus::deleteInstance();
-    CanBus::instance();
+    const QPointer<CanBus> pBus = CanBus::instance();
+    ASSERT_FALSE(pBus.isNull());
     CanBus::deleteInstance();
+    EXPECT_TRUE(pBus.isNull());
     CanBus::deleteInstance();
+    EXPECT_NE(CanBus::instance(), nullptr);
 }
 
 TEST_F(BusBench, DeleteInstanceDeletesProtocolAndChannelsButNotInterfaceAndRules)

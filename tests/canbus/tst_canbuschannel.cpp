@@ -1,7 +1,11 @@
 #include "busbench.h"
 #include "interfaceprobe.h"
 
+#include "support/logspy.h"
+
 #include <QSignalSpy>
+
+#include <limits>
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
@@ -149,7 +153,9 @@ TEST_F(CanBusChannelTest, LastMessageSentComesWithItsTime)
     channel.setLastMessageSent(pMessage);
     EXPECT_EQ(channel.lastMessageSent(), pMessage);
     ASSERT_TRUE(channel.lastSendTime().isValid());
-    EXPECT_LT(before.msecsTo(channel.lastSendTime()), 10000);
+    constexpr int dayMs = 24 * 60 * 60 * 1000;
+    const int passedMs = before.msecsTo(channel.lastSendTime());
+    EXPECT_LT((passedMs + dayMs) % dayMs, 10000); // midnight may lie between them
 }
 
 TEST_F(CanBusChannelTest, ResetPutsTheSamePlaceholderEachTime)
@@ -189,9 +195,63 @@ TEST_F(CanBusChannelTest, NodeThatDiesIsForgotten)
 
 TEST_F(CanBusChannelTest, DeletingAChannelThatWaitsEndsItsTimer)
 {
-    CanBusChannel::channel(1)->setIsWaitingForAnswer(true);
+    CanBusChannel *const pChannel = CanBusChannel::channel(1);
+    QObject context;
+    int timeouts = 0;
+    QObject::connect(pChannel, &CanBusChannel::timeout, &context, [&] { ++timeouts; });
+    pChannel->setIsWaitingForAnswer(true);
+    advance(1200ms);
+    EXPECT_EQ(timeouts, 1);
     CanBusChannel::deleteChannels();
     advance(1h);
+    EXPECT_EQ(timeouts, 1);
+}
+
+TEST_F(CanBusChannelTest, ChannelDeletedByItselfLeavesTheListAndCanBeMadeAgain)
+{
+    CanBusChannel *const pFirst = CanBusChannel::channel(1);
+    CanBusChannel *const pSecond = CanBusChannel::channel(2);
+    delete pFirst;
+    EXPECT_EQ(CanBusChannel::channels().keys(), QList<int>{2});
+    EXPECT_TRUE(CanBusChannel::exists(pSecond));
+    const CanBusChannel *const pAgain = CanBusChannel::channel(1);
+    EXPECT_TRUE(CanBusChannel::exists(pAgain));
+    EXPECT_FALSE(pAgain->isWaitingForAnswer());
+}
+
+TEST_F(CanBusChannelTest, ChannelInNoListLeavesTheOneOfItsNumberThere)
+{
+    const CanBusChannel *const pListed = CanBusChannel::channel(1);
+    {
+        const CanBusChannel other(1);
+    }
+    EXPECT_EQ(CanBusChannel::channels().value(1), pListed);
+}
+
+TEST_F(CanBusChannelTest, NegativeTimeoutsAreRefused)
+{
+    CanBusChannel *const pChannel = CanBusChannel::channel(1);
+    pChannel->setTimeoutValue(300);
+    for (const int timeoutMs : {-1, std::numeric_limits<int>::min()}) {
+        const LogSpy log;
+        pChannel->setTimeoutValue(timeoutMs);
+        CanBusChannel::setGlobalTimeoutValue(timeoutMs);
+        const QString said = QStringLiteral("Invalid time-out %1 ").arg(timeoutMs);
+        EXPECT_EQ(
+            log.count(QStringLiteral("::setTimeoutValue(int) ") + said, LogError, Log::CanBus), 1);
+        EXPECT_EQ(log.count(QStringLiteral("::setGlobalTimeoutValue(int) ") + said, LogError,
+                            Log::CanBus),
+                  1);
+        EXPECT_EQ(log.records().size(), 2);
+        EXPECT_EQ(pChannel->timeoutValue(), 300);
+        EXPECT_EQ(CanBusChannel::globalTimeoutValue(), 1200);
+    }
+    const LogSpy log;
+    pChannel->setTimeoutValue(0);
+    CanBusChannel::setGlobalTimeoutValue(0);
+    EXPECT_EQ(pChannel->timeoutValue(), 0);
+    EXPECT_EQ(CanBusChannel::globalTimeoutValue(), 0);
+    EXPECT_TRUE(log.records().isEmpty());
 }
 
 TEST_F(CanBusChannelTest, ChannelDeletedInTheSlotThatHearsItsTimeoutHarmsNothing)
