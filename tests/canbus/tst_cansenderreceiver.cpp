@@ -170,6 +170,13 @@ TEST_F(CanSenderReceiverTest, DestroyedDriverTakesItsRuleFromTheBus)
     EXPECT_EQ(channel()->lastMessageSent()->command(), s_test);
 }
 
+TEST_F(CanSenderReceiverTest, DestroyedDriverTakesItsRuleAwayWhetherItIsThereOrNot)
+{
+    const LogSpy log;
+    m_pDriver.reset();
+    EXPECT_EQ(log.count("CanBus::removeDispatchRule(CanDispatchRule*) Rule not found"), 1);
+}
+
 TEST_F(CanSenderReceiverTest, DriverDestroyedInItsOwnOperationHarmsNothing)
 {
     m_pDriver->connectToCanBus();
