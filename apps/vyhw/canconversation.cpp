@@ -17,6 +17,7 @@ constexpr std::size_t s_maxLines = 10000; ///< held back; a bus has not so many 
 constexpr qint64 s_patienceMs = 3000;     ///< the library sends again after 1200 ms
 constexpr qint64 s_patienceFrames = 1000; ///< where there are no times
 constexpr qint64 s_dayMs = 24 * 60 * 60 * 1000;
+constexpr int s_headSize = 5;     ///< bytes of the start, the command and the next field
 constexpr int s_answeredSize = 2; ///< bytes of the length, or of the command that is answered
 
 void writeDigits(QString &text, int place, int count, qint64 number)
@@ -64,7 +65,10 @@ void CanConversation::take(const CanFrame &frame, const Time &time)
 void CanConversation::takeFirst(const CanFrame &frame)
 {
     Part part{{}, 0};
-    const CanVy::Decoded decoded = CanVy::decodeFirstFrame(frame, part.entry);
+    // The library would log each frame that is too short.
+    const CanVy::Decoded decoded = frame.dataSize() < s_headSize
+                                       ? CanVy::Decoded::Bad
+                                       : CanVy::decodeFirstFrame(frame, part.entry);
     CanMessage &message = *part.entry.pMessage;
     const int source = VYCanFrame::sourceAddress(frame);
     const int destination = VYCanFrame::destinationAddress(frame);
@@ -167,7 +171,7 @@ void CanConversation::takeAcknowledge(const CanMessage &answer)
     QString outcome = QLatin1String(isRefusal ? "refused" : "acknowledged");
     if (request.destination == CanVy::Address::Shared)
         outcome += QLatin1String(" by ") + board(answer.source());
-    if (request.began.time && m_now.time)
+    if (request.began.time && m_now.time && *m_now.time >= *request.began.time)
         outcome += QStringLiteral(" after %1 ms").arg(*m_now.time - *request.began.time);
     decide(request, outcome);
 }

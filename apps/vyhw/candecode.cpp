@@ -71,7 +71,7 @@ public:
         if (m_errors > s_maxErrors)
             fail(QStringLiteral("%1 more lines are no CAN frames").arg(m_errors - s_maxErrors));
         if (m_conversation.faults() > 0)
-            fail(QStringLiteral("%1 messages are broken or incomplete, or frames belong to none")
+            fail(QStringLiteral("%1 faults: messages that are broken or incomplete, frames of none")
                      .arg(m_conversation.faults()));
         if (m_frames == 0)
             fail(QStringLiteral("there is no CAN frame in it"));

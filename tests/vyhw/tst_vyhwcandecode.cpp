@@ -288,6 +288,16 @@ TEST(VyhwCanDecodeTest, MoreMessagesThanCanWaitAreAllPrinted)
     EXPECT_EQ(outcome.out.count(QLatin1String("no answer\n")), 0x700 * 7);
 }
 
+TEST(VyhwCanDecodeTest, CountsFaultsWithoutTheLibrarysLog)
+{
+    const Outcome outcome =
+        decoded(frame(0, s_cpu, s_actuator, 0, bytes("02002a00")) + end(1) + begin(2));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.err.endsWith(
+        QLatin1String(": 3 faults: messages that are broken or incomplete, frames of none\n")));
+    EXPECT_EQ(outcome.err.count(QLatin1Char('\n')), 1) << qPrintable(outcome.err);
+}
+
 TEST(VyhwCanDecodeTest, TellsLinesThatAreNoFrames)
 {
     const Outcome outcome = decoded(QByteArray(
