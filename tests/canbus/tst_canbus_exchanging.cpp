@@ -91,6 +91,9 @@ TEST_P(CanBusExchangeTable, LetsTheMessageFailAndLeavesNoChannelWaiting)
     EXPECT_NE(m_pBus->canProtocol(), m_pOld);
     EXPECT_FALSE(channel()->isWaitingForAnswer());
     EXPECT_FALSE(m_pBus->isInterfaceBusy());
+    if (GetParam().isInWrite) {
+        EXPECT_EQ(channel()->lastMessageSent()->command(), -1); // no answer can match it
+    }
 
     advance(1h);
     EXPECT_THAT(said(), IsEmpty());
