@@ -16,7 +16,7 @@ constexpr std::size_t s_maxParts = 64;
 constexpr std::size_t s_maxLines = 10000; ///< held back; a bus has not so many frames in 3 s
 constexpr qint64 s_patienceMs = 3000;     ///< the library sends again after 1200 ms
 constexpr qint64 s_patienceFrames = 1000; ///< where there are no times
-constexpr qint64 s_dayMs = 24 * 60 * 60 * 1000;
+constexpr qint64 s_dayMs = 86400000;
 constexpr int s_headSize = 5;     ///< bytes of the start, the command and the next field
 constexpr int s_answeredSize = 2; ///< bytes of the length, or of the command that is answered
 

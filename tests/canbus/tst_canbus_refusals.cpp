@@ -4,9 +4,11 @@
 #include "support/casename.h"
 #include "support/exittest.h"
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::Not;
 
 namespace {
 
@@ -108,6 +110,14 @@ TEST_P(CanBusRefusalTable, ForANodeOfAnotherTypeOnlyWhatIsMissingIsLogged)
         EXPECT_THAT(said(), IsEmpty());
     else
         EXPECT_THAT(said(), ElementsAre(GetParam().pReason));
+}
+
+TEST_P(CanBusRefusalTable, NobodyIsEverToldOfMessagesThatWait)
+{
+    QuietNode node(s_channelId);
+    EXPECT_FALSE(m_pBus->send(message(s_reset), &node));
+    EXPECT_FALSE(m_pBus->send(message(s_reset), &m_node));
+    EXPECT_THAT(said(), Not(Contains("log Channel has pending messages to send")));
 }
 
 TEST_P(CanBusRefusalTable, ChannelIsNotAvailable)
