@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -49,8 +50,8 @@ QString shown(std::string_view line)
 class Decoder
 {
 public:
-    Decoder(const QString &path, Console &console)
-        : m_path(path)
+    Decoder(QString path, Console &console)
+        : m_path(std::move(path))
         , m_console(console)
         , m_conversation([&console](const QString &line) { console.out() << line << '\n'; })
     {

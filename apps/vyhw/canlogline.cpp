@@ -107,7 +107,7 @@ const char *takeData(Scanner &scanner, CanFrame &frame)
 {
     int size = 0;
     if (!scanner.take("|data(") || !takeSize(scanner, size))
-        return "\"|data(\", a number and \"):\" behind the identifier";
+        return R"x("|data(", a number and "):" behind the identifier)x";
     int byte = 0;
     while (scanner.take(" 0x")) {
         if (!scanner.take(2, 16, byte))
@@ -132,7 +132,7 @@ const char *readCanLogLine(std::string_view text, CanLogLine &line)
         return "a time such as 2026-11-21T05:25:46.507Z";
     scanner.skipBlanks();
     if (!scanner.take("<TX<<") && !scanner.take(">>RX>"))
-        return "\"<TX<<\" or \">>RX>\" behind the time";
+        return R"("<TX<<" or ">>RX>" behind the time)";
     scanner.skipBlanks();
     quint64 id = 0;
     if (!scanner.take("|id:0x") || !scanner.take(16, 16, id))
