@@ -106,6 +106,8 @@ Transmission garbled(const QList<CanFrame> &frames, const FaultCase &fault, int 
     arrivals.reserve(static_cast<std::size_t>(frames.size()) * 2);
     for (int i = 0; i < frames.size(); ++i)
         arrivals.push_back({gapMs * i, frames.at(i)});
+    if (fault.place >= frames.size()) // a shorter message behind the one that is hit
+        return arrivals;
     const auto place = arrivals.begin() + fault.place;
     const int placeMs = place->afterMs;
     const int source = VYCanFrame::sourceAddress(place->frame);
