@@ -22,34 +22,33 @@ protected:
                      message.text.contains(QLatin1String("::onSendingError("));
         return count;
     }
+
+    /// A send that fails tells nobody, now or later, and leaves the channel as it was.
+    void expectFalseResultAlone()
+    {
+        const MessageSpy qt;
+        const auto pBefore = channel()->lastMessageSent();
+        EXPECT_FALSE(send());
+        advance(10000);
+        EXPECT_EQ(timeline(), Timeline{});
+        EXPECT_FALSE(channel()->isWaitingForAnswer());
+        EXPECT_EQ(channel()->lastMessageSent(), pBefore);
+        EXPECT_EQ(missingSlots(qt), 1);
+    }
 };
 
 } // namespace
 
 TEST_F(CanSendingFailures, WithoutInterfaceTheFalseResultIsTheOnlyReport)
 {
-    const MessageSpy qt;
     m_pProtocol->setCanInterface(nullptr);
-    const auto pBefore = channel()->lastMessageSent();
-    EXPECT_FALSE(send());
-    advance(10000);
-    EXPECT_EQ(timeline(), Timeline{});
-    EXPECT_FALSE(channel()->isWaitingForAnswer());
-    EXPECT_EQ(channel()->lastMessageSent(), pBefore);
-    EXPECT_EQ(missingSlots(qt), 1);
+    expectFalseResultAlone();
 }
 
 TEST_F(CanSendingFailures, RefusingInterfaceGivesAFalseResultAlone)
 {
-    const MessageSpy qt;
     m_pInterface->setRefusing(true);
-    const auto pBefore = channel()->lastMessageSent();
-    EXPECT_FALSE(send());
-    advance(10000);
-    EXPECT_EQ(timeline(), Timeline{});
-    EXPECT_FALSE(channel()->isWaitingForAnswer());
-    EXPECT_EQ(channel()->lastMessageSent(), pBefore);
-    EXPECT_EQ(missingSlots(qt), 1);
+    expectFalseResultAlone();
 }
 
 TEST_F(CanSendingFailures, EachFailureNamesTheSlotOnce)

@@ -352,6 +352,7 @@ protected:
     void SetUp() override
     {
         open(m_folder.path());
+        // A container may forbid root to become somebody else; permissions then stop nobody.
         if (asNobody({QStringLiteral("--version")}).exitCode != 0)
             GTEST_SKIP() << "the tool cannot be run as another user than root here";
     }
