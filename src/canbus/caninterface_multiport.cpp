@@ -52,8 +52,7 @@ bool CanInterface_Multiport::openInterface(const QString & /*name*/)
         return false;
     }
     listenTo(pMultiport);
-    m_buffer.clear();
-    m_consumed = 0;
+    clearBuffer();
     pMultiport->setEnabled(Multiport::CanBusInterface, true);
     return true;
 }
@@ -182,4 +181,13 @@ void CanInterface_Multiport::listenTo(Multiport *pMultiport)
         disconnect(m_pHeard, nullptr, this, nullptr);
     m_pHeard = pMultiport;
     connect(pMultiport, &Multiport::newDataOnCanBus, this, &CanInterface_Multiport::readFromCan);
+    // The channel's connections each begin with a whole record.
+    connect(pMultiport, &Multiport::canBusConnectedChanged, this,
+            &CanInterface_Multiport::clearBuffer);
+}
+
+void CanInterface_Multiport::clearBuffer()
+{
+    m_buffer.clear();
+    m_consumed = 0;
 }

@@ -33,8 +33,9 @@ public:
 
 public Q_SLOTS:
     /// Bytes of the stream, cut anywhere. What a frame lacks comes with a later delivery; a length
-    /// of 128 or more cannot be meant and empties the buffer. A delivery that comes while a frame
-    /// is being handled is decoded after it, or in the event loop that its handler runs.
+    /// of 128 or more cannot be meant and empties the buffer, and so does a link that is lost or
+    /// back. A delivery that comes while a frame is being handled is decoded after it, or in the
+    /// event loop that its handler runs.
     void readFromCan(const QByteArray &bytes);
 
 Q_SIGNALS:
@@ -46,6 +47,7 @@ private:
     Multiport *multiport() const;
     void listenTo(Multiport *pMultiport);
     void readInNestedLoop();
+    void clearBuffer();
 
     QByteArray m_buffer;
     CanFrame m_frame;   ///< the one that was read last; its memory is used again

@@ -1,0 +1,239 @@
+#include "linkclient_p.h"
+
+#include "logformatter.h"
+#include "multiport.h"
+
+#include <QSignalBlocker>
+#include <utility>
+
+using multiportlink::Kind;
+using multiportlink::Record;
+
+namespace {
+
+constexpr int s_readBuffer = 64 * 1024;
+
+} // namespace
+
+LinkClient::LinkClient(LinkQueue *pEvents)
+    : m_pEvents(pEvents)
+    , m_pCanBus(makeConnection(LinkEvent::Type::CanData, LinkEvent::Type::CanConnected,
+                               Multiport::CanBusInterface, multiportlink::CanPort))
+    , m_pPayment(makeConnection(LinkEvent::Type::PaymentData, LinkEvent::Type::PaymentConnected,
+                                Multiport::PaymentInterface, MultiportInterface::PaymentPort))
+{
+    m_socket.setReadBufferSize(s_readBuffer);
+    m_pauseTimer.setSingleShot(true);
+    m_silenceTimer.setSingleShot(true);
+    m_silenceTimer.setInterval(multiportlink::SilenceLimit);
+    m_heartbeatTimer.setInterval(multiportlink::HeartbeatInterval);
+    connect(&m_pauseTimer, &QTimer::timeout, this, &LinkClient::connectToServer);
+    connect(&m_silenceTimer, &QTimer::timeout, this,
+            [this] { lose(QStringLiteral("the server is silent")); });
+    connect(&m_heartbeatTimer, &QTimer::timeout, this,
+            [this] { write(multiportlink::encodeHeartbeat()); });
+    connect(&m_socket, &QTcpSocket::connected, this, &LinkClient::onConnected);
+    connect(&m_socket, &QTcpSocket::readyRead, this, &LinkClient::readOn);
+    connect(&m_socket, &QTcpSocket::errorOccurred, this, [this] { lose(m_socket.errorString()); });
+}
+
+DataConnection *LinkClient::makeConnection(LinkEvent::Type data, LinkEvent::Type connected,
+                                           quint8 interface, unsigned int port)
+{
+    auto *const pConnection = new DataConnection(m_pEvents, data, connected, port);
+    pConnection->setParent(this);
+    connect(pConnection, &DataConnection::connected, this,
+            [this, pConnection, interface](quint16 localPort) {
+                claim(pConnection, interface, localPort);
+            });
+    return pConnection;
+}
+
+void LinkClient::start(const QString &host, quint16 port)
+{
+    stop();
+    m_host = host;
+    m_port = port;
+    m_isFailureTold = false;
+    m_backoff.reset();
+    connectToServer();
+}
+
+void LinkClient::stop()
+{
+    m_host.clear();
+    close();
+}
+
+void LinkClient::connectToServer()
+{
+    m_silenceTimer.start();
+    m_socket.connectToHost(m_host, m_port);
+}
+
+void LinkClient::onConnected()
+{
+    m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    m_reader = {};
+    write(multiportlink::encode(
+        multiportlink::Hello{multiportlink::Version, multiportlink::Role::Controller}));
+}
+
+/// Leaves the records in the socket while nobody has room for what they say.
+void LinkClient::readOn()
+{
+    if (m_socket.bytesAvailable() > 0 && !m_pEvents->isFull()) {
+        m_silenceTimer.start();
+        m_reader.append(m_socket.readAll());
+        while (const std::optional<Record> record = m_reader.next())
+            take(*record);
+        if (m_reader.fault())
+            lose(QStringLiteral("the server sends what is no record"));
+    }
+    m_pCanBus->readOn();
+    m_pPayment->readOn();
+}
+
+void LinkClient::take(const Record &record)
+{
+    const bool isLinked = m_generation != 0;
+    switch (record.kind) {
+    case Kind::Welcome:
+        welcome(record.body);
+        return;
+    case Kind::Goodbye:
+        if (const auto goodbye = multiportlink::decodeGoodbye(record.body))
+            lose(QStringLiteral("the server says: %1").arg(goodbye->text));
+        return;
+    case Kind::Heartbeat:
+        return;
+    case Kind::Status:
+        if (isLinked)
+            takeStatus(record.body);
+        return;
+    case Kind::Event:
+        if (const auto event = multiportlink::decodeEvent(record.body); event && isLinked)
+            m_pEvents->put({LinkEvent::Type::Reported, event->event, 0, event->payload});
+        return;
+    case Kind::Hello:
+    case Kind::Request:
+        break;
+    }
+    lose(QStringLiteral("the server sends what only clients send"));
+}
+
+void LinkClient::welcome(const QByteArray &body)
+{
+    const auto welcome = multiportlink::decodeWelcome(body);
+    if (!welcome || welcome->version != multiportlink::Version || m_generation != 0) {
+        lose(QStringLiteral("not a welcome of version %1").arg(multiportlink::Version));
+        return;
+    }
+    LogFormatter(1, Log::Hardware)
+        << Q_FUNC_INFO << "Connected to the multiport server" << m_host << "port" << m_port;
+    m_isFailureTold = false;
+    m_backoff.reset();
+    m_generation = ++m_links;
+    m_heartbeatTimer.start();
+    m_pEvents->put({LinkEvent::Type::ServerConnected, 1, 0, {}});
+    m_pCanBus->setServer(m_host, welcome->canPort);
+    m_pPayment->setServer(m_host, welcome->paymentPort);
+}
+
+void LinkClient::takeStatus(const QByteArray &body)
+{
+    const auto status = multiportlink::decodeStatus(body);
+    if (!status) {
+        lose(QStringLiteral("a status of %1 bytes").arg(body.size()));
+        return;
+    }
+    if (m_claims.contains(status->sequence))
+        onClaimed(m_claims.take(status->sequence), status->status);
+    else if (m_ownSetups.remove(status->sequence))
+        LogFormatter(status->status == MultiportProtocol::StatusDone ? 0 : 3, Log::Hardware)
+            << Q_FUNC_INFO << "Serial line set up again, status" << status->status;
+    else
+        m_pEvents->put({LinkEvent::Type::Terminated, status->command, status->status, {}});
+}
+
+void LinkClient::onClaimed(const Claimed &claimed, quint8 status)
+{
+    DataConnection *const pConnection = claimed.pConnection;
+    if (pConnection->localPort() != claimed.localPort)
+        return;
+    if (status != MultiportProtocol::StatusDone) {
+        pConnection->fail(QStringLiteral("claim refused, status %1").arg(status));
+        return;
+    }
+    if (pConnection == m_pPayment && !m_serialLine.isEmpty())
+        m_ownSetups.insert(send(MultiportProtocol::CommandSetSerialLine, m_serialLine));
+    pConnection->open();
+}
+
+void LinkClient::claim(DataConnection *pConnection, quint8 interface, quint16 localPort)
+{
+    const quint16 sequence =
+        send(MultiportProtocol::CommandClaim, encode(multiportlink::Claim{interface, localPort}));
+    m_claims.insert(sequence, {pConnection, localPort});
+}
+
+void LinkClient::request(unsigned int generation, quint8 command, const QByteArray &payload)
+{
+    if (generation == m_generation)
+        send(command, payload);
+    else
+        LogFormatter(3, Log::Hardware)
+            << Q_FUNC_INFO << "Link to the multiport server lost, command" << command << "not sent";
+}
+
+void LinkClient::setSerialLine(unsigned int generation, const QByteArray &payload)
+{
+    m_serialLine = payload;
+    if (generation != 0)
+        request(generation, MultiportProtocol::CommandSetSerialLine, payload);
+}
+
+/// The sequence number of the request.
+quint16 LinkClient::send(quint8 command, const QByteArray &payload)
+{
+    write(multiportlink::encode(multiportlink::Request{++m_sequence, command, payload}));
+    return m_sequence;
+}
+
+void LinkClient::write(const QByteArray &record)
+{
+    if (m_socket.bytesToWrite() + record.size() > multiportlink::MaxBacklog) {
+        lose(QStringLiteral("the server does not read"));
+        return;
+    }
+    m_socket.write(record);
+    m_socket.flush();
+}
+
+void LinkClient::lose(const QString &reason)
+{
+    if (!std::exchange(m_isFailureTold, true))
+        LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << "No link to the multiport server" << m_host
+                                       << "port" << m_port << "but trying again:" << reason;
+    close();
+    if (!m_host.isEmpty())
+        m_pauseTimer.start(m_backoff.next());
+}
+
+void LinkClient::close()
+{
+    const bool wasLinked = m_generation.exchange(0) != 0;
+    m_pauseTimer.stop();
+    m_heartbeatTimer.stop();
+    m_silenceTimer.stop();
+    m_claims.clear();
+    m_ownSetups.clear();
+    m_pCanBus->clearServer();
+    m_pPayment->clearServer();
+    const QSignalBlocker blocker(&m_socket); // its end is no failure
+    m_socket.flush();
+    m_socket.abort();
+    m_reader = {};
+    if (wasLinked)
+        m_pEvents->put({LinkEvent::Type::ServerConnected, 0, 0, {}});
+}
