@@ -62,6 +62,12 @@ void CanConversation::take(const CanFrame &frame, const Time &time)
     flush();
 }
 
+void CanConversation::wait(const Time &time)
+{
+    m_now.time = time;
+    flush();
+}
+
 void CanConversation::takeFirst(const CanFrame &frame)
 {
     Part part{{}, 0};
@@ -86,6 +92,7 @@ void CanConversation::takeFirst(const CanFrame &frame)
         return;
     }
     part.number = addLine(source, destination, State::Growing, commandText(message.command()));
+    line(part.number).command = message.command();
     if (decoded == CanVy::Decoded::Whole) {
         takeWhole(part.number, message);
         return;
@@ -129,6 +136,7 @@ void CanConversation::takeWhole(qint64 number, CanMessage &message)
         return;
     }
     const QString payload = bytesText(message.data().mid(s_answeredSize));
+    whole.payload = payload;
     if (!payload.isEmpty())
         whole.what += QLatin1String("  ") + payload;
     await(number, message.command());
@@ -187,7 +195,7 @@ qint64 CanConversation::requestFor(const CanMessage &answer, int command)
 
 qint64 CanConversation::addLine(int source, int destination, State state, const QString &what)
 {
-    m_lines.push_back({m_now, source, destination, -1, state, what, QString()});
+    m_lines.push_back({m_now, source, destination, -1, state, what, {}, {}, false});
     return m_firstNumber + static_cast<qint64>(m_lines.size()) - 1;
 }
 
@@ -207,6 +215,7 @@ void CanConversation::decide(Line &line, const QString &outcome)
 void CanConversation::spoil(Line &line, const QString &outcome)
 {
     ++m_faults;
+    line.isFault = true;
     decide(line, outcome);
 }
 
@@ -270,18 +279,24 @@ void CanConversation::printFirst()
     const Line first = std::move(m_lines.front());
     m_lines.pop_front();
     ++m_firstNumber;
+    m_print({first.began.time, first.source, first.destination, first.command, first.payload,
+             first.outcome, first.isFault, textOf(first)});
+}
+
+QString CanConversation::textOf(const Line &line)
+{
     QString text;
-    if (first.began.time) {
-        const qint64 day = *first.began.time / s_dayMs;
+    if (line.began.time) {
+        const qint64 day = *line.began.time / s_dayMs;
         if (std::exchange(m_day, day) != day)
-            m_print(QDate::fromJulianDay(day).toString(Qt::ISODate));
-        text = timeText(*first.began.time);
+            text = QDate::fromJulianDay(day).toString(Qt::ISODate) + QLatin1Char('\n');
+        text += timeText(*line.began.time);
     }
-    text += board(first.source) + QLatin1String(" -> ") + board(first.destination) +
-            QLatin1String("  ") + first.what;
-    if (!first.outcome.isEmpty())
-        text += QLatin1String("  ") + first.outcome;
-    m_print(text);
+    text += board(line.source) + QLatin1String(" -> ") + board(line.destination) +
+            QLatin1String("  ") + line.what;
+    if (!line.outcome.isEmpty())
+        text += QLatin1String("  ") + line.outcome;
+    return text;
 }
 
 QString CanConversation::board(int address)

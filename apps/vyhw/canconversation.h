@@ -18,13 +18,27 @@
 class CanConversation
 {
 public:
-    using Printer = std::function<void(const QString &line)>;
     /// When a frame was seen: UTC, in ms since the Julian day 0; empty where nobody knows.
     using Time = std::optional<qint64>;
+    /// A message, or frames that are none.
+    struct Exchange
+    {
+        Time time;
+        int source;
+        int destination;
+        int command;     ///< -1 where it could not be read
+        QString payload; ///< "01 ff"
+        QString outcome; ///< "acknowledged after 3 ms"; empty where no answer is due
+        bool isFault;
+        QString line; ///< all of it for people; on a new day a line with the day stands before it
+    };
+    using Printer = std::function<void(const Exchange &exchange)>;
 
     explicit CanConversation(Printer print);
 
     void take(const CanFrame &frame, const Time &time);
+    /// It is that late by now: what is over is given up and printed.
+    void wait(const Time &time);
     /// Gives up what is incomplete or unanswered, and prints what is left.
     void finish();
 
@@ -47,10 +61,12 @@ private:
         Moment began;
         int source;
         int destination;
-        int command; ///< while it is waiting
+        int command; ///< -1 where it could not be read
         State state;
         QString what; ///< command and bytes
         QString outcome;
+        QString payload;
+        bool isFault = false;
     };
     struct Part
     {
@@ -77,6 +93,7 @@ private:
     void giveUp(qint64 number);
     void flush();
     void printFirst();
+    QString textOf(const Line &line);
     QString board(int address);
 
     Printer m_print;

@@ -53,7 +53,9 @@ public:
     Decoder(QString path, Console &console)
         : m_path(std::move(path))
         , m_console(console)
-        , m_conversation([&console](const QString &line) { console.out() << line << '\n'; })
+        , m_conversation([&console](const CanConversation::Exchange &exchange) {
+            console.out() << exchange.line << '\n';
+        })
     {
     }
 

@@ -5,11 +5,11 @@
 #include "linkrecords.h"
 #include "logformatter.h"
 #include "monitoredqthread.h"
+#include "serveraddress.h"
 
 #include <QCoreApplication>
 #include <QDataStream>
 #include <QEvent>
-#include <QRegularExpression>
 #include <atomic>
 #include <utility>
 
@@ -28,27 +28,6 @@ QByteArray packed(Numbers... numbers)
     QDataStream stream(&bytes, QIODevice::WriteOnly); // big-endian
     (stream << ... << numbers);
     return bytes;
-}
-
-struct Address
-{
-    QString host;
-    quint16 port;
-};
-
-/// "host", "host:port", "[IPv6]", "[IPv6]:port"; nothing for what is none of them.
-std::optional<Address> addressOf(const QString &server)
-{
-    static const QRegularExpression s_form(
-        QStringLiteral(R"(^(?:\[([^\]]+)\]|([^:\[\]\s]+))(?::(\d{1,5}))?$)"));
-    const QRegularExpressionMatch match = s_form.match(server);
-    if (!match.hasMatch())
-        return std::nullopt;
-    const int port =
-        match.capturedLength(3) > 0 ? match.captured(3).toInt() : int(multiportlink::ControlPort);
-    if (port < 1 || port > 0xffff)
-        return std::nullopt;
-    return Address{match.captured(1) + match.captured(2), static_cast<quint16>(port)};
 }
 
 } // namespace
@@ -124,7 +103,7 @@ void Multiport::init(bool isOn)
         m_pPrivate->run([pLink] { pLink->stop(); });
         return;
     }
-    const std::optional<Address> address = addressOf(m_server);
+    const auto address = multiportlink::serverAddress(m_server);
     if (!address) {
         LogFormatter(4, Log::Hardware)
             << Q_FUNC_INFO << "No server" << quoted(m_server)
