@@ -3,10 +3,13 @@
 #include "canbus/vycan_cmds_and_addr.h"
 #include "canbus/vystream.h"
 #include "candecode.h"
+#include "canmonitor.h"
 #include "cannames.h"
 #include "cansend.h"
 #include "console.h"
 #include "machine.h"
+#include "runfor.h"
+#include "serverchoice.h"
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -28,6 +31,9 @@ struct Arguments
     bool isJson = false;
     bool isInLog = false;
     std::string file;
+    std::string server;
+    const CLI::Option *pServer = nullptr; ///< of "send": given, with or without an address
+    double seconds = 0;
 };
 
 /// Commands that contain what was typed as one.
@@ -76,8 +82,8 @@ std::optional<CanSending> sendingOf(const Arguments &arguments, Console &console
                                     .arg(bytes->size())
                                     .arg(maxBytes));
     else
-        return CanSending{*address,        *number,          *bytes,
-                          arguments.count, arguments.isJson, arguments.isInLog};
+        return CanSending{*address,         *number,           *bytes,      arguments.count,
+                          arguments.isJson, arguments.isInLog, std::nullopt};
     return std::nullopt;
 }
 
@@ -86,14 +92,23 @@ void send(const Arguments &arguments, Console &console)
     const std::unique_ptr<Machine> pMachine = Machine::make(arguments.machine, console);
     if (!pMachine)
         return;
-    if (const std::optional<CanSending> sending = sendingOf(arguments, console))
-        sendOnCan(*sending, console);
+    std::optional<CanSending> sending = sendingOf(arguments, console);
+    if (!sending)
+        return;
+    if (arguments.pServer->count() > 0) {
+        sending->server = findServer(arguments.server, console);
+        if (!sending->server)
+            return;
+    }
+    sendOnCan(*sending, console);
 }
 
 void addSend(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Console &console)
 {
     CLI::App *const pSend = can.add_subcommand(
-        "send", "Send a message on the simulated bus, whose boards acknowledge everything");
+        "send",
+        "Send a message on the simulated bus, whose boards acknowledge everything, or on a\n"
+        "multiport server's");
     pSend
         ->add_option("DEST", pArguments->destination,
                      "A board: its name, \"actuator\" for the machine's own, \"shared\" for the "
@@ -107,12 +122,31 @@ void addSend(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Consol
     pSend->add_flag("--log", pArguments->isInLog,
                     "Also write the frames to canBus.txt in VY_PATH_LOGS; without it, in\n"
                     "/var/log/vyhardware");
+    pArguments->pServer = addServerOption(*pSend, pArguments->server)->expected(0, 1);
     addSettingsOption(*pSend, pArguments->machine);
     pSend->footer("Ctrl-C ends --repeat after the message under way. Ends with 1 when a message is "
                   "not\nacknowledged, or the frames cannot be logged.\nExample: vyhw can send "
                   "actuator VirtualSelect \"00 07\" --settings "
                   "config/lirenta.json\n");
     pSend->callback([pArguments, &console] { send(*pArguments, console); });
+}
+
+void addMonitor(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Console &console)
+{
+    CLI::App *const pMonitor =
+        can.add_subcommand("monitor", "Print the messages of a multiport server's CAN bus");
+    addServerOption(*pMonitor, pArguments->server);
+    pMonitor->add_flag("--json", pArguments->isJson, "Print one JSON object for each message");
+    pMonitor
+        ->add_option("--seconds", pArguments->seconds, "End after this time; without it, at Ctrl-C")
+        ->check(runTime());
+    pMonitor->footer("A message is printed once it is answered, or given up after 3 s. Times are "
+                     "UTC. Watching\ndisturbs nobody.\n"
+                     "Example: vyhw can monitor --multiport 192.168.7.2\n");
+    pMonitor->callback([pArguments, &console] {
+        if (const auto server = findServer(pArguments->server, console))
+            monitorCan({*server, pArguments->seconds, pArguments->isJson}, console);
+    });
 }
 
 void addDecode(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Console &console)
@@ -149,4 +183,5 @@ void addCanCommand(CLI::App &app, Console &console)
     const auto pArguments = std::make_shared<Arguments>();
     addSend(*pCan, pArguments, console);
     addDecode(*pCan, pArguments, console);
+    addMonitor(*pCan, pArguments, console);
 }

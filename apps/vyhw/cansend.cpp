@@ -4,10 +4,14 @@
 #include "canbus/canbuschannel.h"
 #include "canbus/canbusnode.h"
 #include "canbus/caninterface_dummy.h"
+#include "canbus/caninterface_multiport.h"
 #include "canbus/canmessage.h"
 #include "cannames.h"
 #include "console.h"
+#include "controllerlink.h"
+#include "hardwareenvironment.h"
 #include "interruption.h"
+#include "serverchoice.h"
 #include "systempath.h"
 
 #include <QDir>
@@ -90,16 +94,32 @@ QString reasonAgainstWriting(const QString &path)
     return file.open(QIODevice::Append) ? QString() : file.errorString();
 }
 
-/// Sends all messages, or those until the interruption.
+AbstractCanInterface *makeInterface(const CanSending &sending, QObject *pParent)
+{
+    if (sending.server) {
+        gHardwareEnv->setMultiport(
+            new Multiport(serverText(*sending.server), Multiport::ModeLocal, gHardwareEnv));
+        return new CanInterface_Multiport(pParent);
+    }
+    auto *const pDummy = new CanInterface_Dummy(pParent, false);
+    pDummy->setAnswerSimulation(true);
+    return pDummy;
+}
+
+/// Sends all messages, or those until the interruption. The machine's environment is there.
 /// \return how many were acknowledged
 int sendAll(const CanSending &sending, Console &console)
 {
     CanBus *const pBus = CanBus::instance();
-    auto *const pInterface = new CanInterface_Dummy(pBus, false);
-    pInterface->setAnswerSimulation(true);
+    AbstractCanInterface *const pInterface = makeInterface(sending, pBus);
     pBus->setInterface(pInterface);
     pBus->setProtocolType(CanBus::CanProtocolVy);
     pInterface->setLogInFile(sending.isInLog); // after the bus has set what it wants
+    if (sending.server &&
+        !waitForLink(*gHardwareEnv->multiport(), *sending.server, true, console)) {
+        CanBus::deleteInstance();
+        return 0;
+    }
 
     QEventLoop loop;
     CanBusNode node(sending.destination);

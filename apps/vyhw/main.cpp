@@ -3,8 +3,11 @@
 #include "console.h"
 #include "cupcommand.h"
 #include "infocommand.h"
+#include "linkcommand.h"
 #include "machinescommand.h"
 #include "modelcommand.h"
+#include "outputcommand.h"
+#include "paymentcommand.h"
 #include "settingscommand.h"
 #include "startcommand.h"
 
@@ -102,6 +105,9 @@ void addCommands(CLI::App &app, Console &console)
     addCupCommand(app, console);
     addBrightnessCommand(app, console);
     addCanCommand(app, console);
+    addLinkCommand(app, console);
+    addOutputCommand(app, console);
+    addPaymentCommand(app, console);
 }
 
 } // namespace

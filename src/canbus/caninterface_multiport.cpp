@@ -1,33 +1,22 @@
 #include "canbus/caninterface_multiport.h"
 
 #include "assertions.h"
+#include "canbus/canrecord.h"
 #include "canbus/vystream.h"
 #include "hardwareenvironment.h"
 #include "logformatter.h"
 
 #include <QtEndian>
 
-#include <algorithm>
 #include <cstdlib>
 
 namespace {
 
 constexpr auto s_noMultiport = "multiport pointer incorrect";
-constexpr int s_idSize = 4;
-constexpr int s_headSize = 5; ///< identifier and length
 
 QString headText(quint32 id, int length)
 {
     return QString::asprintf("0x%02x 0x%02x", id, static_cast<unsigned>(length));
-}
-
-QByteArray recordOf(const CanFrame &frame)
-{
-    QByteArray record(s_headSize + frame.dataSize(), '\0');
-    qToLittleEndian(CanInterface_Multiport::swap(frame.id()), record.data());
-    record[s_idSize] = static_cast<char>(frame.dataSize());
-    std::copy(frame.data().cbegin(), frame.data().cend(), record.begin() + s_headSize);
-    return record;
 }
 
 } // namespace
@@ -99,7 +88,7 @@ bool CanInterface_Multiport::writeToCan(const CanFrame &frame)
                                      << "bytes, expected at most" << CanVy::FrameDataMaxSize;
         return false;
     }
-    return pMultiport->writeToCanBus(recordOf(frame));
+    return pMultiport->writeToCanBus(CanRecord::encode(frame));
 #endif
 }
 
@@ -117,29 +106,30 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
     }
     m_isReading = true;
     const QPointer<CanInterface_Multiport> pThis(this); // a slot may delete it
-    while (m_buffer.size() - m_consumed > s_idSize) {
+    while (m_buffer.size() - m_consumed > CanRecord::IdSize) {
         const char *const pRecord = m_buffer.constData() + m_consumed;
         const quint32 id = swap(qFromLittleEndian<quint32>(pRecord));
         // The length is signed on the wire. NOLINTNEXTLINE(bugprone-signed-char-misuse)
-        const int length = qFromBigEndian<qint8>(pRecord + s_idSize);
+        const int length = qFromBigEndian<qint8>(pRecord + CanRecord::IdSize);
         if (length < 0) {
             LogFormatter(4, Log::CanBus)
                 << Q_FUNC_INFO << "Invalid length" << length << "in the stream, buffer cleared";
             m_consumed = m_buffer.size();
             break;
         }
-        if (length + s_idSize >= m_buffer.size() - m_consumed) {
+        if (length + CanRecord::IdSize >= m_buffer.size() - m_consumed) {
             LogFormatter(0, Log::CanBus)
                 << Q_FUNC_INFO << "Not enough data for current dlc" << headText(id, length);
             break;
         }
-        const char *const pData = pRecord + s_headSize;
+        const char *const pData = pRecord + CanRecord::HeadSize;
         LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "new CanFrame:" << headText(id, length)
                                      << QByteArray::fromRawData(pData, length).toHex();
         m_frame.setId(id);
         m_frame.overwriteData(pData, pData + length);
-        m_consumed += s_headSize + length; // first: whoever hears the frame may close and reopen
-        const CanFrame frame = m_frame;    // stays as it is if a nested event loop reads on
+        m_consumed +=
+            CanRecord::HeadSize + length; // first: whoever hears the frame may close and reopen
+        const CanFrame frame = m_frame;   // stays as it is if a nested event loop reads on
         Q_EMIT frameReceived(frame);
         if (!pThis)
             return;

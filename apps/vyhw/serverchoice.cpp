@@ -1,0 +1,92 @@
+#include "serverchoice.h"
+
+#include "console.h"
+#include "envvars.h"
+#include "machinechoice.h"
+
+#include <QElapsedTimer>
+#include <QTcpSocket>
+
+namespace {
+
+constexpr int s_patienceMs = 3000;
+
+/// The first record; nothing when none comes in time.
+std::optional<multiportlink::Record> firstRecord(QTcpSocket &socket, const QElapsedTimer &time)
+{
+    multiportlink::RecordReader reader;
+    while (!reader.fault()) {
+        if (const auto record = reader.next())
+            return record;
+        const int left = s_patienceMs - static_cast<int>(time.elapsed());
+        if (left <= 0 || !socket.waitForReadyRead(left))
+            return std::nullopt;
+        reader.append(socket.readAll());
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+CLI::Option *addServerOption(CLI::App &command, std::string &server)
+{
+    return command
+        .add_option("--multiport", server,
+                    "HOST or HOST:PORT of the multiport server's control port; without it\n"
+                    "VY_MULTIPORT, else 127.0.0.1:4002")
+        ->check(notEmpty());
+}
+
+std::optional<multiportlink::ServerAddress> findServer(const std::string &server, Console &console)
+{
+    QString text = QString::fromStdString(server);
+    if (text.isEmpty())
+        text = vytools::envvar::EnvVars::MultiportServer;
+    if (text.isEmpty())
+        text = QStringLiteral("127.0.0.1");
+    const auto address = multiportlink::serverAddress(text);
+    if (!address)
+        console.fail(ExitUsage, QStringLiteral("\"%1\" is no server; expected a host such as "
+                                               "127.0.0.1, or host:port with a port up to 65535")
+                                    .arg(text));
+    return address;
+}
+
+QString serverText(const multiportlink::ServerAddress &address)
+{
+    const bool isIPv6 = address.host.contains(QLatin1Char(':'));
+    return (isIPv6 ? QStringLiteral("[%1]:%2") : QStringLiteral("%1:%2"))
+        .arg(address.host)
+        .arg(address.port);
+}
+
+std::optional<ServerAnswer> askServer(const multiportlink::ServerAddress &address, Console &console)
+{
+    QTcpSocket socket;
+    QElapsedTimer time;
+    time.start();
+    socket.connectToHost(address.host, address.port);
+    if (!socket.waitForConnected(s_patienceMs)) {
+        console.fail(ExitNo, QStringLiteral("no multiport server at %1: %2")
+                                 .arg(serverText(address), socket.errorString()));
+        return std::nullopt;
+    }
+    time.start();
+    socket.write(
+        encode(multiportlink::Hello{multiportlink::Version, multiportlink::Role::Observer}));
+    const auto record = firstRecord(socket, time);
+    if (record && record->kind == multiportlink::Kind::Welcome) {
+        const auto welcome = multiportlink::decodeWelcome(record->body);
+        if (welcome && welcome->version == multiportlink::Version)
+            return ServerAnswer{*welcome, static_cast<double>(time.nsecsElapsed()) / 1e6};
+    }
+    QString reason = QStringLiteral("no welcome of version %1 within 3 s; is it the control port?")
+                         .arg(multiportlink::Version);
+    if (record && record->kind == multiportlink::Kind::Goodbye) {
+        if (const auto goodbye = multiportlink::decodeGoodbye(record->body))
+            reason = QStringLiteral("it says: %1").arg(goodbye->text);
+    }
+    console.fail(ExitNo,
+                 QStringLiteral("multiport server %1: %2").arg(serverText(address), reason));
+    return std::nullopt;
+}
