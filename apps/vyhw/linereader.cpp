@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t s_bufferSize = 256 * 1024;
+constexpr std::size_t s_bufferSize = std::size_t{256} * 1024;
 constexpr std::size_t s_none = std::string_view::npos;
 /// How long the first writer of a pipe is waited for; once there, it may take its time.
 constexpr int s_writerTimeoutMs = 5000;
@@ -87,19 +87,18 @@ ssize_t LineReader::readSome(char *pTo, std::size_t size)
 {
     for (;;) {
         const ssize_t count = ::read(m_descriptor, pTo, size);
-        const int error = count < 0 ? errno : 0;
-        if (count > 0 || error == EAGAIN) // also a writer that has written nothing so far
+        if (count > 0 || (count == 0 && m_hasWriter)) {
             m_hasWriter = true;
-        if (count > 0 || (count == 0 && m_hasWriter))
             return count;
-        if (count == 0)
-            m_hasWriter = true; // or nobody comes
-        else if (error != EAGAIN && error != EINTR) {
+        }
+        const int error = count < 0 ? errno : 0;
+        if (error == EINTR)
+            continue;
+        if (error != 0 && error != EAGAIN) {
             m_error = error;
             return count;
         }
-        if (error == EINTR)
-            continue;
+        m_hasWriter = true; // one that has written nothing so far; or nobody comes
         m_beforeWaiting();
         waitForData(m_descriptor, count == 0 ? s_writerTimeoutMs : -1);
     }

@@ -60,7 +60,7 @@ int offsetOf(const QJsonParseError &error, const QByteArray &text)
 QString reasonAgainst(const QString &path)
 {
     const QString expected = QStringLiteral("a JSON settings file");
-    const QString reason = reasonAgainstReading(path, expected, PipeIs::Refused);
+    QString reason = reasonAgainstReading(path, expected, PipeIs::Refused);
     if (reason.isEmpty() && QFileInfo(path).size() > AbstractSettings::s_maximumFileSize)
         return QStringLiteral("larger than 256 MiB; expected ") + expected;
     return reason;
