@@ -115,6 +115,8 @@ int sendAll(const CanSending &sending, Console &console)
     pBus->setInterface(pInterface);
     pBus->setProtocolType(CanBus::CanProtocolVy);
     pInterface->setLogInFile(sending.isInLog); // after the bus has set what it wants
+    if (!pInterface->isOpen())
+        pInterface->openInterface(QString());
     if (sending.server &&
         !waitForLink(*gHardwareEnv->multiport(), *sending.server, true, console)) {
         CanBus::deleteInstance();

@@ -106,7 +106,8 @@ void serve(int control, int dataListener, quint16 dataPort, int recordsPerSecond
         return;
     sendAll(control, encode(multiportlink::Status{request->sequence, request->command, 0}));
     pace(data, control, recordsPerSecond, seconds);
-    received(control, 1); // stays until the client goes
+    while (!received(control, 1).isEmpty()) {
+    } // stays until the client goes
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "outcomebench.h"
 
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 
