@@ -37,8 +37,8 @@ private:
     void drop(QLocalSocket *pClient, const QString &reason);
 
     SimulatedMachine *m_pMachine; ///< borrowed
+    int m_clients = 0;            ///< outlives the server, whose clients count it down
     QLocalServer m_server{this};
-    int m_clients = 0;
 };
 
 #endif // CONTROLCONSOLE_H

@@ -2,6 +2,8 @@
 
 #include "logformatter.h"
 
+#include <QPointer>
+
 #include <utility>
 
 using namespace Multidrop;
@@ -48,28 +50,31 @@ PaymentMaster::PaymentMaster(Writer write, QObject *pParent)
 void PaymentMaster::start()
 {
     m_isFailureTold = false;
-    begin();
-    m_nextTimer.start(CommandGap);
-}
-
-void PaymentMaster::begin()
-{
-    stop();
+    const bool wasInSession = forget();
     m_toAsk = {{Reset, {}}};
+    m_nextTimer.start(CommandGap);
+    if (wasInSession)
+        Q_EMIT sessionEnded();
 }
 
 void PaymentMaster::stop()
+{
+    if (forget())
+        Q_EMIT sessionEnded();
+}
+
+/// Ends all that is under way; whether that was a session.
+bool PaymentMaster::forget()
 {
     m_nextTimer.stop();
     m_answerTimer.stop();
     m_toAsk.clear();
     m_asked.reset();
-    m_attempts = 0;
     m_resetPolls = 0;
     m_answer.clear();
     m_isReady = false;
     m_vend = Vend::None;
-    onSessionEnd();
+    return std::exchange(m_isInSession, false);
 }
 
 bool PaymentMaster::requestVend(int cents, int item)
@@ -159,9 +164,13 @@ void PaymentMaster::fail(const QString &reason)
 {
     LogFormatter(3, Log::Payment) << Q_FUNC_INFO << reason;
     const bool isTold = std::exchange(m_isFailureTold, true);
-    begin();
+    const bool wasInSession = forget();
+    m_toAsk = {{Reset, {}}};
     m_nextTimer.start(RestartPause);
-    if (!isTold)
+    const QPointer<PaymentMaster> pThis(this);
+    if (wasInSession)
+        Q_EMIT sessionEnded();
+    if (pThis && !isTold)
         Q_EMIT lineFailed(reason);
 }
 
@@ -240,9 +249,7 @@ void PaymentMaster::onAnswer(const QByteArray &data)
 {
     switch (static_cast<unsigned char>(data.at(0))) {
     case JustReset: // also of a reader that has restarted by itself
-        begin();
-        m_toAsk.clear();
-        ask(SetupConfig, masterConfiguration());
+        onJustReset();
         return;
     case ConfigData:
         ask(SetupPrices, shortBytes(s_maxPrice) + shortBytes(0));
@@ -263,7 +270,9 @@ void PaymentMaster::onAnswer(const QByteArray &data)
         Q_EMIT vendDenied();
         return;
     case EndSession:
-        onSessionEnd();
+        m_vend = Vend::None;
+        if (std::exchange(m_isInSession, false))
+            Q_EMIT sessionEnded();
         return;
     case Cancelled:
         return;
@@ -273,8 +282,10 @@ void PaymentMaster::onAnswer(const QByteArray &data)
     }
 }
 
-void PaymentMaster::onSessionEnd()
+void PaymentMaster::onJustReset()
 {
-    if (std::exchange(m_isInSession, false))
+    const bool wasInSession = forget();
+    ask(SetupConfig, masterConfiguration());
+    if (wasInSession)
         Q_EMIT sessionEnded();
 }

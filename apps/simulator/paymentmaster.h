@@ -58,7 +58,7 @@ public Q_SLOTS:
     void onCharacter(bool isMode, unsigned char byte);
 
 Q_SIGNALS:
-    void ready(); ///< the reader is enabled
+    void ready(); ///< the reader is enabled; again after a failure or the reader's own restart
     void sessionBegan(int funds);
     void vendApproved(int amount);
     void vendDenied(); ///< the session goes on
@@ -74,6 +74,7 @@ private:
     };
     enum class Vend { None, Requested, Approved };
 
+    bool forget();
     void ask(int request, const QByteArray &payload = {});
     void onNext();
     void send();
@@ -82,13 +83,12 @@ private:
     void tryAgain(const QString &reason, bool isWholeRequest);
     void fail(const QString &reason);
     void endAnswer();
-    void begin();
 
     void onSingle(unsigned char byte);
     void onAcknowledged();
     void onBlock();
     void onAnswer(const QByteArray &data);
-    void onSessionEnd();
+    void onJustReset();
 
     Writer m_write;
     QTimer m_nextTimer{this};   ///< to the next request

@@ -6,6 +6,7 @@
 #include "machinescommand.h"
 #include "modelcommand.h"
 #include "settingscommand.h"
+#include "simcommand.h"
 #include "startcommand.h"
 
 #include <CLI/App.hpp>
@@ -102,6 +103,7 @@ void addCommands(CLI::App &app, Console &console)
     addCupCommand(app, console);
     addBrightnessCommand(app, console);
     addCanCommand(app, console);
+    addSimCommand(app, console);
 }
 
 } // namespace
