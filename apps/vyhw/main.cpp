@@ -9,6 +9,7 @@
 #include "outputcommand.h"
 #include "paymentcommand.h"
 #include "settingscommand.h"
+#include "simcommand.h"
 #include "startcommand.h"
 
 #include <CLI/App.hpp>
@@ -108,6 +109,7 @@ void addCommands(CLI::App &app, Console &console)
     addLinkCommand(app, console);
     addOutputCommand(app, console);
     addPaymentCommand(app, console);
+    addSimCommand(app, console);
 }
 
 } // namespace
