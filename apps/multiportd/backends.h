@@ -26,6 +26,7 @@ public:
     AbstractCanBackend *can() const { return m_pCan.get(); }
     AbstractPaymentBackend *payment() const { return m_pPayment.get(); }
     AbstractOutputsBackend *outputs() const { return m_pOutputs.get(); }
+    SimulatedMachine *machine() const { return m_pMachine.get(); }
 
 private:
     void make(const Options &options);

@@ -4,6 +4,7 @@
 #include "multiportd/multiportserver.h"
 #include "multiportd/options.h"
 #include "multiportd/stopsignal.h"
+#include "simulator/simulatedmachine.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -47,6 +48,9 @@ int run(const Options &options)
     MultiportServer server(backends.can(), backends.payment(), backends.outputs());
     if (!server.listen(options.address, portsFrom(options.portBase), &error))
         return fail(error);
+    if (backends.machine() != nullptr)
+        QObject::connect(backends.machine(), &SimulatedMachine::linkCutAsked, &server,
+                         &MultiportServer::setCut);
     const MultiportServer::Ports ports = server.ports();
     LogFormatter(1, Log::Hardware)
         << Q_FUNC_INFO << "Listening on" << options.address.toString() << "payment" << ports.payment
