@@ -14,7 +14,7 @@ class AbstractCanBackend : public QObject
 public:
     using QObject::QObject;
 
-    /// False, with a reason for people, when it cannot be used.
+    /// False, with a reason for people, when it cannot be used. Also called again after failed().
     virtual bool open(QString *pError) = 0;
 
     /// Puts a frame on the bus, or drops it with a line in the log; never waits.
@@ -23,7 +23,7 @@ public:
 Q_SIGNALS:
     /// A frame of another node.
     void frameReceived(const CanFrame &frame);
-    /// The bus cannot be used any more.
+    /// The bus cannot be used until open() is called again. Never inside send().
     void failed(const QString &reason);
 };
 

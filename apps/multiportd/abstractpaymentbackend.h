@@ -16,7 +16,7 @@ class AbstractPaymentBackend : public QObject
 public:
     using QObject::QObject;
 
-    /// False, with a reason for people, when it cannot be used.
+    /// False, with a reason for people, when it cannot be used. Also called again after failed().
     virtual bool open(QString *pError) = 0;
 
     /// A MultiportProtocol::Status.
@@ -30,7 +30,7 @@ public:
 
 Q_SIGNALS:
     void dataReceived(const QByteArray &bytes);
-    /// The line cannot be used any more.
+    /// The line cannot be used until open() is called again. Never inside write().
     void failed(const QString &reason);
 };
 

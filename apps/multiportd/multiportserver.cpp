@@ -9,6 +9,12 @@
 using multiportlink::Reason;
 using multiportlink::Role;
 
+namespace {
+
+constexpr std::chrono::milliseconds s_reopenInterval{1000};
+
+} // namespace
+
 MultiportServer::MultiportServer(AbstractCanBackend *pCan, AbstractPaymentBackend *pPayment,
                                  AbstractOutputsBackend *pOutputs, QObject *pParent)
     : QObject(pParent)
@@ -41,6 +47,7 @@ void MultiportServer::connectCan()
 {
     if (m_pCan == nullptr)
         return;
+    watch(m_pCan, &m_canPort, &m_canReopenTimer);
     connect(&m_canPort, &DataPort::controllerChanged, this,
             [this] { m_canRecords = CanRecordReader(); });
     connect(&m_canPort, &DataPort::controllerWrote, this, &MultiportServer::onControllerWroteCan);
@@ -52,6 +59,7 @@ void MultiportServer::connectPayment()
 {
     if (m_pPayment == nullptr)
         return;
+    watch(m_pPayment, &m_paymentPort, &m_paymentReopenTimer);
     connect(&m_paymentPort, &DataPort::controllerChanged, m_pPayment,
             &AbstractPaymentBackend::startAfresh);
     connect(&m_paymentPort, &DataPort::controllerWrote, this, [this](const QByteArray &bytes) {
@@ -60,6 +68,24 @@ void MultiportServer::connectPayment()
     });
     connect(m_pPayment, &AbstractPaymentBackend::dataReceived, &m_paymentPort,
             &DataPort::writeToAll);
+}
+
+template <typename Backend>
+void MultiportServer::watch(Backend *pBackend, DataPort *pPort, QTimer *pReopenTimer)
+{
+    pReopenTimer->setInterval(s_reopenInterval);
+    connect(pBackend, &Backend::failed, this, [pPort, pReopenTimer](const QString &reason) {
+        LogFormatter(4, Log::Hardware) << "MultiportServer lost" << reason;
+        pReopenTimer->start();
+        pPort->closeController();
+    });
+    connect(pReopenTimer, &QTimer::timeout, this, [pBackend, pReopenTimer] {
+        QString error;
+        if (!pBackend->open(&error))
+            return;
+        LogFormatter(1, Log::Hardware) << "MultiportServer has it again";
+        pReopenTimer->stop();
+    });
 }
 
 bool MultiportServer::listen(const QHostAddress &address, Ports ports, QString *pError)
@@ -131,8 +157,8 @@ void MultiportServer::claim(ControlConnection *pConnection, const QByteArray &pa
         pConnection->answer(MultiportProtocol::StatusInvalidPayload);
         return;
     }
-    if (!isThere(pPort)) {
-        pConnection->answer(MultiportProtocol::StatusNoDevice);
+    if (statusOf(pPort) != MultiportProtocol::StatusDone) {
+        pConnection->answer(statusOf(pPort));
         return;
     }
     // The port forgets the claim when the controller leaves.
@@ -142,7 +168,13 @@ void MultiportServer::claim(ControlConnection *pConnection, const QByteArray &pa
     });
 }
 
-bool MultiportServer::isThere(const DataPort *pPort) const
+/// Whether what is behind the port can be claimed: a MultiportProtocol::Status.
+quint8 MultiportServer::statusOf(const DataPort *pPort) const
 {
-    return pPort == &m_canPort ? m_pCan != nullptr : m_pPayment != nullptr;
+    const bool isCan = pPort == &m_canPort;
+    const bool isThere = isCan ? m_pCan != nullptr : m_pPayment != nullptr;
+    if (!isThere)
+        return MultiportProtocol::StatusNoDevice;
+    const QTimer &reopenTimer = isCan ? m_canReopenTimer : m_paymentReopenTimer;
+    return reopenTimer.isActive() ? MultiportProtocol::StatusFailed : MultiportProtocol::StatusDone;
 }

@@ -10,6 +10,7 @@
 #include <QHostAddress>
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 class AbstractCanBackend;
 class ControlConnection;
@@ -29,7 +30,8 @@ public:
     };
 
     /// The backends are borrowed, open already, and outlive the server. One that is null is not
-    /// there: its requests and claims are answered so.
+    /// there: its requests and claims are answered so. One that fails loses its controller, and is
+    /// opened again as soon as that succeeds.
     MultiportServer(AbstractCanBackend *pCan, AbstractPaymentBackend *pPayment,
                     AbstractOutputsBackend *pOutputs, QObject *pParent = nullptr);
     ~MultiportServer() override;
@@ -50,12 +52,16 @@ private:
     void onControllerWroteCan(const QByteArray &bytes);
     void onRequested(ControlConnection *pConnection, const multiportlink::Request &request);
     void claim(ControlConnection *pConnection, const QByteArray &payload);
-    bool isThere(const DataPort *pPort) const;
+    template <typename Backend>
+    void watch(Backend *pBackend, DataPort *pPort, QTimer *pReopenTimer);
+    quint8 statusOf(const DataPort *pPort) const;
 
     QHostAddress m_address;
     Ports m_ports{};
     AbstractCanBackend *m_pCan;
     AbstractPaymentBackend *m_pPayment;
+    QTimer m_canReopenTimer{this};     ///< runs while the bus cannot be used
+    QTimer m_paymentReopenTimer{this}; ///< the same for the line
     Commands m_commands;
     DataPort m_canPort;
     DataPort m_paymentPort;

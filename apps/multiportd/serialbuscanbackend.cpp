@@ -4,6 +4,7 @@
 
 #include <QCanBus>
 #include <QCanBusFrame>
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -30,10 +31,16 @@ SerialBusCanBackend::SerialBusCanBackend(const QString &plugin, const QString &i
 
 SerialBusCanBackend::~SerialBusCanBackend()
 {
-    if (m_pDevice) {
-        m_pDevice->disconnect(this);
-        m_pDevice->disconnectDevice();
-    }
+    close();
+}
+
+void SerialBusCanBackend::close()
+{
+    if (!m_pDevice)
+        return;
+    m_pDevice->disconnect(this);
+    m_pDevice->disconnectDevice();
+    m_pDevice.reset();
 }
 
 bool SerialBusCanBackend::open(QString *pError)
@@ -43,6 +50,7 @@ bool SerialBusCanBackend::open(QString *pError)
                       .arg(m_plugin, QCanBus::instance()->plugins().join(QStringLiteral(", ")));
         return false;
     }
+    close();
     m_pDevice.reset(QCanBus::instance()->createDevice(m_plugin, m_interface, pError));
     if (!m_pDevice)
         return false;
@@ -52,7 +60,9 @@ bool SerialBusCanBackend::open(QString *pError)
                       .arg(m_interface, m_plugin, m_pDevice->errorString());
         return false;
     }
-    connect(m_pDevice.get(), &QCanBusDevice::errorOccurred, this, &SerialBusCanBackend::onError);
+    connect(m_pDevice.get(), &QCanBusDevice::stateChanged, this,
+            &SerialBusCanBackend::onStateChanged);
+    connect(m_pDevice.get(), &QCanBusDevice::errorOccurred, this, [this] { tellError(); });
     return true;
 }
 
@@ -62,17 +72,19 @@ void SerialBusCanBackend::send(const CanFrame &frame)
         lose(QStringLiteral("identifier 0x%1 has more than 29 bits").arg(frame.id(), 0, 16));
         return;
     }
-    if (m_pDevice->framesToWrite() >= s_maxWaiting) {
+    if (m_pDevice && m_pDevice->framesToWrite() >= s_maxWaiting) {
         lose(QStringLiteral("%1 frames wait for the bus").arg(s_maxWaiting));
         return;
     }
     QCanBusFrame sent(frame.id(), payloadOf(frame));
     sent.setExtendedFrameFormat(true);
-    if (m_pDevice->state() != QCanBusDevice::ConnectedState || !m_pDevice->writeFrame(sent)) {
+    if (!m_pDevice || m_pDevice->state() != QCanBusDevice::ConnectedState ||
+        !m_pDevice->writeFrame(sent)) {
         lose(QStringLiteral("the bus takes none"));
         return;
     }
     m_isLossTold = false;
+    m_isErrorTold = false;
 }
 
 void SerialBusCanBackend::lose(const QString &reason)
@@ -106,11 +118,15 @@ void SerialBusCanBackend::take(const QCanBusFrame &received)
     Q_EMIT frameReceived(m_frame);
 }
 
-void SerialBusCanBackend::onError(QCanBusDevice::CanBusError error)
+void SerialBusCanBackend::tellError()
 {
-    const QString text = m_pDevice->errorString();
-    const bool isLost = error == QCanBusDevice::ConnectionError;
-    LogFormatter(isLost ? 4 : 3, Log::Hardware) << Q_FUNC_INFO << m_interface << text;
-    if (isLost)
-        Q_EMIT failed(text);
+    if (!std::exchange(m_isErrorTold, true))
+        LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << m_interface << m_pDevice->errorString();
+}
+
+void SerialBusCanBackend::onStateChanged(QCanBusDevice::CanBusDeviceState state)
+{
+    if (state == QCanBusDevice::UnconnectedState)
+        Q_EMIT failed(
+            QStringLiteral("%1: the bus is gone, %2").arg(m_interface, m_pDevice->errorString()));
 }

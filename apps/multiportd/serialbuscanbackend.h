@@ -25,9 +25,11 @@ public:
     int foreignFrames() const { return m_foreignFrames; }
 
 private:
+    void close();
     void receive();
     void take(const QCanBusFrame &received);
-    void onError(QCanBusDevice::CanBusError error);
+    void tellError();
+    void onStateChanged(QCanBusDevice::CanBusDeviceState state);
     void lose(const QString &reason);
 
     QString m_plugin;
@@ -35,7 +37,8 @@ private:
     std::unique_ptr<QCanBusDevice> m_pDevice;
     CanFrame m_frame; ///< kept, so that its memory is
     int m_foreignFrames = 0;
-    bool m_isLossTold = false; ///< since the last frame that could be sent
+    bool m_isLossTold = false;  ///< since the last frame that could be sent
+    bool m_isErrorTold = false; ///< the same
 };
 
 #endif // SERIALBUSCANBACKEND_H

@@ -39,6 +39,7 @@ QSerialPort::Parity parityOf(quint8 parity)
 
 SerialPortPaymentBackend::SerialPortPaymentBackend(const QString &device, QObject *pParent)
     : AbstractPaymentBackend(pParent)
+    , m_device(device)
 {
     m_port.setPortName(device);
     m_sentTimer.setSingleShot(true);
@@ -56,10 +57,12 @@ SerialPortPaymentBackend::~SerialPortPaymentBackend()
 bool SerialPortPaymentBackend::open(QString *pError)
 {
     m_port.setBaudRate(QSerialPort::Baud9600);
+    m_port.setParity(QSerialPort::NoParity);
+    m_isNineBit = false;
     if (m_port.open(QIODevice::ReadWrite))
         return true;
-    *pError = QStringLiteral("cannot open serial device %1: %2")
-                  .arg(m_port.portName(), m_port.errorString());
+    *pError =
+        QStringLiteral("cannot open serial device %1: %2").arg(m_device, m_port.errorString());
     return false;
 }
 
@@ -88,6 +91,8 @@ void SerialPortPaymentBackend::write(const QByteArray &bytes)
                 << "bytes wait";
         return;
     }
+    if (!m_port.isOpen())
+        return; // failed() has said so
     m_isLossTold = false;
     if (!m_isNineBit) {
         m_port.write(bytes);
@@ -163,7 +168,10 @@ bool SerialPortPaymentBackend::markParityErrors()
         return false;
     settings.c_iflag &= ~static_cast<tcflag_t>(IGNPAR | ISTRIP);
     settings.c_iflag |= INPCK | PARMRK;
-    return ::tcsetattr(m_port.handle(), TCSANOW, &settings) == 0;
+    if (::tcsetattr(m_port.handle(), TCSANOW, &settings) != 0)
+        return false;
+    // A driver that cannot do mark and space takes the flag away and says nothing.
+    return ::tcgetattr(m_port.handle(), &settings) == 0 && (settings.c_cflag & CMSPAR) != 0;
 }
 
 void SerialPortPaymentBackend::receive()
@@ -178,9 +186,21 @@ void SerialPortPaymentBackend::receive()
 
 void SerialPortPaymentBackend::onError(QSerialPort::SerialPortError error)
 {
-    if (error == QSerialPort::NoError || !m_port.isOpen())
+    const bool isGone = error == QSerialPort::ReadError || error == QSerialPort::WriteError ||
+                        error == QSerialPort::ResourceError;
+    if (isGone && m_port.isOpen()) // later: the port is in the middle of its work
+        QMetaObject::invokeMethod(this, &SerialPortPaymentBackend::fail, Qt::QueuedConnection);
+}
+
+/// Closes the device: one that is gone would tell so again and again.
+void SerialPortPaymentBackend::fail()
+{
+    if (!m_port.isOpen())
         return;
-    LogFormatter(4, Log::Payment) << Q_FUNC_INFO << m_port.portName() << m_port.errorString();
-    if (error == QSerialPort::ResourceError)
-        Q_EMIT failed(m_port.errorString());
+    const QString reason = m_device + QStringLiteral(": ") + m_port.errorString();
+    m_sentTimer.stop();
+    m_waiting.clear();
+    m_reader.clear();
+    m_port.close();
+    Q_EMIT failed(reason);
 }

@@ -19,7 +19,7 @@ public:
     explicit SerialPortPaymentBackend(const QString &device, QObject *pParent = nullptr);
     ~SerialPortPaymentBackend() override;
 
-    /// 9600 baud, 8 data bits, no parity at first.
+    /// 9600 baud, 8 data bits, no parity.
     bool open(QString *pError) override;
     quint8 setSerialLine(const multiportlink::SerialLine &line) override;
     void write(const QByteArray &bytes) override;
@@ -31,9 +31,11 @@ private:
     void onSent();
     bool setMode(bool isAddress);
     bool markParityErrors();
+    void fail();
     void receive();
     void onError(QSerialPort::SerialPortError error);
 
+    QString m_device;
     QSerialPort m_port;
     bool m_isNineBit = false;
     bool m_isAddress = false; ///< the parity bit is mark

@@ -4,6 +4,8 @@
 #include "linkrecords.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QHostAddress>
 #include <QTcpSocket>
 #include <QTest>
@@ -17,7 +19,25 @@ constexpr int s_patienceMs = 10000; ///< for what must come
 /// Runs the event loop until it holds.
 inline bool comes(const std::function<bool()> &condition)
 {
-    return QTest::qWaitFor(condition, s_patienceMs);
+    QTimer tick; // for what no event of this process tells
+    tick.start(10);
+    const QDeadlineTimer deadline(s_patienceMs);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    return true;
+}
+
+/// Lets a server in this process handle what has reached it.
+inline void settle()
+{
+    for (int turn = 0; turn < 10; ++turn) {
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
 }
 
 /// A client that knows nothing but bytes. Reads all the time, unless told otherwise.

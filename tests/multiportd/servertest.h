@@ -47,7 +47,7 @@ private:
     static std::unique_ptr<LinkPeer> dataPeer(quint16 port)
     {
         auto pPeer = std::make_unique<LinkPeer>(port);
-        QTest::qWait(20); // the server accepts meanwhile
+        settle();
         return pPeer;
     }
 };

@@ -29,7 +29,7 @@ TEST_F(ServerTest, HelloMayArriveByteByByte)
     for (const char byte : QByteArray::fromHex("000701 56594d50 0101")) {
         EXPECT_TRUE(peer.records(Kind::Welcome).empty());
         peer.send(QByteArray(1, byte));
-        QTest::qWait(2);
+        settle();
     }
     EXPECT_TRUE(comes([&peer] { return peer.records(Kind::Welcome).size() == 1; }));
 }
@@ -116,7 +116,7 @@ TEST_F(ServerTest, SecondControllerIsRefusedUntilTheFirstHasLeft)
     EXPECT_TRUE(pFirst->isConnected());
     EXPECT_EQ(pFirst->asks(30, QByteArray::fromHex("0901")), 0);
     pFirst.reset();
-    QTest::qWait(20);
+    settle();
     EXPECT_TRUE(ControlPeer(m_server.ports().control).greets(Role::Controller));
 }
 
@@ -134,7 +134,7 @@ TEST_F(ServerTest, TakesSixteenObserversOnTheControlPort)
     for (const auto &pPeer : observers)
         EXPECT_TRUE(pPeer->isConnected());
     observers.pop_back();
-    QTest::qWait(20);
+    settle();
     observers.push_back(observer());
 }
 
@@ -143,7 +143,7 @@ TEST_F(ServerTest, WhoSaysNothingMakesRoomForTheNext)
     std::vector<std::unique_ptr<ControlPeer>> silent;
     for (int count = 0; count < ControlPort::MaxGreeting + 3; ++count) {
         silent.push_back(std::make_unique<ControlPeer>(m_server.ports().control));
-        QTest::qWait(1);
+        settle();
     }
     for (int oldest = 0; oldest < 3; ++oldest)
         EXPECT_EQ(silent.at(static_cast<size_t>(oldest))->goodbye(), 4);
@@ -277,7 +277,7 @@ TEST_F(ServerTest, WhenItStopsEverybodyIsTold)
     const auto pPayment = paymentPeer();
     ASSERT_EQ(pController->claims(1, *pCan), 0);
     ControlPeer greeting(m_server.ports().control);
-    QTest::qWait(20);
+    settle();
     m_server.stop();
     EXPECT_EQ(pController->goodbye(), 10);
     EXPECT_EQ(pObserver->goodbye(), 10);
