@@ -1,0 +1,341 @@
+#include "multiportd/daemon.h"
+
+#include "canbus/vystream.h"
+#include "multiportd/canrecordreader.h"
+#include "support/casename.h"
+
+#include <QElapsedTimer>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+using multiportlink::Kind;
+using multiportlink::Role;
+
+namespace {
+
+constexpr int s_maxMemory = 64 * 1024; ///< KiB
+const QStringList s_simulate{QStringLiteral("--simulate")};
+
+const char *const s_pPorts[] = {"payment", "can", "control"};
+
+struct Outcome
+{
+    int exitCode;
+    QString out;
+    QString err;
+};
+
+Outcome run(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(MULTIPORTD_PROGRAM), arguments);
+    if (!process.waitForFinished(s_patienceMs))
+        return {-1, {}, {}};
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+/// A controller with a claimed CAN connection, which asks the simulated actuator board.
+class GoodClient
+{
+public:
+    explicit GoodClient(const Daemon &daemon)
+        : m_control(daemon.port("control"))
+        , m_can(daemon.port("can"))
+    {
+        EXPECT_TRUE(m_control.greets(Role::Controller));
+        m_control.keepAlive();
+        EXPECT_EQ(m_control.claims(1, m_can), 0);
+    }
+
+    /// A message without data; true when its acknowledge comes.
+    bool asks()
+    {
+        CanMessage message;
+        message.setCommand(98);
+        CanBytes stream;
+        QList<CanFrame> frames;
+        CanVy::writeStream(message, stream);
+        CanVy::writeFrames(stream, s_cpu, s_actuators, frames);
+        m_can.forget();
+        m_can.send(canRecordOf(frames.constFirst()));
+        return m_can.hears(canRecordOf(CanVy::acknowledgeFrame(s_actuators, s_cpu, 1, 98)));
+    }
+
+    ControlPeer &control() { return m_control; }
+
+private:
+    static constexpr int s_cpu = 0x4AE;
+    static constexpr int s_actuators = 0x41C;
+
+    ControlPeer m_control;
+    LinkPeer m_can;
+};
+
+} // namespace
+
+// -- start and stop -------------------------------------------------------------------------------
+
+TEST(MultiportdTest, ListensOnLoopbackOnly)
+{
+    const Daemon daemon(s_simulate);
+    for (const char *const pPort : s_pPorts) {
+        EXPECT_TRUE(LinkPeer(daemon.port(pPort)).isConnected());
+        EXPECT_FALSE(
+            LinkPeer(daemon.port(pPort), QHostAddress(QStringLiteral("127.0.0.2"))).isConnected());
+    }
+}
+
+TEST(MultiportdTest, ListensWhereItIsTold)
+{
+    const Daemon daemon({QStringLiteral("--listen"), QStringLiteral("127.0.0.2")});
+    for (const char *const pPort : s_pPorts) {
+        EXPECT_TRUE(
+            LinkPeer(daemon.port(pPort), QHostAddress(QStringLiteral("127.0.0.2"))).isConnected());
+        EXPECT_FALSE(LinkPeer(daemon.port(pPort)).isConnected());
+    }
+}
+
+class MultiportdSignals : public ::testing::TestWithParam<int>
+{
+};
+
+TEST_P(MultiportdSignals, StopItWithAGoodbyeToEverybody)
+{
+    Daemon daemon(s_simulate);
+    GoodClient client(daemon);
+    ControlPeer observer(daemon.port("control"));
+    ASSERT_TRUE(observer.greets(Role::Observer));
+    ::kill(static_cast<pid_t>(daemon.process().processId()), GetParam());
+    EXPECT_EQ(client.control().goodbye(), 10);
+    EXPECT_EQ(observer.goodbye(), 10);
+    EXPECT_EQ(daemon.ended(), 0);
+}
+INSTANTIATE_TEST_SUITE_P(Rows, MultiportdSignals, ::testing::Values(SIGTERM, SIGINT));
+
+TEST(MultiportdTest, SaysWhatIsNotThereAndGoesOn)
+{
+    Daemon daemon({});
+    EXPECT_TRUE(comes([&daemon] {
+        const QString errors = daemon.errors();
+        return errors.contains(QStringLiteral("There is no CAN bus")) &&
+               errors.contains(QStringLiteral("There is no payment line")) &&
+               errors.contains(QStringLiteral("There are no outputs"));
+    }));
+    EXPECT_TRUE(ControlPeer(daemon.port("control")).greets(Role::Controller));
+}
+
+TEST(MultiportdTest, TellsTheServiceManagerThatItIsReadyAndThatItStops)
+{
+    const QTemporaryDir folder;
+    const QByteArray path = QFile::encodeName(folder.filePath(QStringLiteral("notify")));
+    const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.constData(), static_cast<size_t>(path.size()));
+    ASSERT_EQ(::bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    const auto heard = [descriptor] {
+        char buffer[64];
+        const ssize_t size = ::recv(descriptor, buffer, sizeof buffer, 0);
+        return size < 0 ? QByteArray() : QByteArray(buffer, static_cast<int>(size));
+    };
+
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("NOTIFY_SOCKET"), QString::fromUtf8(path));
+    Daemon daemon({}, environment);
+    EXPECT_TRUE(comes([&heard] { return heard() == "READY=1"; }));
+    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_EQ(heard(), "STOPPING=1");
+    ::close(descriptor);
+}
+
+// -- options --------------------------------------------------------------------------------------
+
+struct WrongCallCase
+{
+    const char *pName;
+    QStringList arguments;
+    const char *pText;
+    int exitCode;
+};
+
+using MultiportdWrongCalls = ::testing::TestWithParam<WrongCallCase>;
+
+TEST_P(MultiportdWrongCalls, SayWhatWasExpected)
+{
+    const Outcome outcome = run(GetParam().arguments);
+    EXPECT_EQ(outcome.exitCode, GetParam().exitCode);
+    EXPECT_EQ(outcome.out, QString());
+    EXPECT_TRUE(outcome.err.contains(QString::fromLatin1(GetParam().pText)))
+        << qPrintable(outcome.err);
+}
+
+QStringList words(const char *pLine)
+{
+    return QString::fromLatin1(pLine).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+const WrongCallCase s_wrongCalls[] = {
+    {"UnknownOption", words("--foo"), "--foo", 2},
+    {"Word", words("start"), "start", 2},
+    {"ListenName", words("--listen localhost"), "expected one such as 127.0.0.1, 0.0.0.0 or ::1",
+     2},
+    {"PortBaseNegative", words("--port-base -1"), "expected 1 to 65533, or 0 for free ports", 2},
+    {"PortBaseOneAbove", words("--port-base 65534"), "expected 1 to 65533, or 0 for free ports", 2},
+    {"PortBaseText", words("--port-base x"), "expected 1 to 65533, or 0 for free ports", 2},
+    {"PortBaseMissing", words("--port-base"), "--port-base", 2},
+    {"ConfigMissing", words("--config /nothing-here.conf"), "/nothing-here.conf", 2},
+    {"ConsoleAlone", words("--console /tmp/x"), "--console requires --simulate", 2},
+    {"CanWithoutPlugin", words("--can can0"), "expected PLUGIN:INTERFACE", 2},
+    {"CanWithoutInterface", words("--can socketcan:"), "expected PLUGIN:INTERFACE", 2},
+    {"CanEmptyPlugin", words("--can :can0"), "expected PLUGIN:INTERFACE", 2},
+    {"CanUnknownPlugin", words("--can mycan:can0"), "there is no CAN plugin \"mycan\"", 1},
+    {"PaymentWithoutKind", words("--payment /dev/ttyS1"), "expected serial:DEVICE", 2},
+    {"PaymentWithoutDevice", words("--payment serial:"), "expected serial:DEVICE", 2},
+    {"PaymentNotThere", words("--payment serial:/dev/nothing-here"),
+     "cannot open serial device /dev/nothing-here: ", 1},
+    {"ForeignAddress", words("--listen 192.0.2.1"), "cannot listen on 192.0.2.1 port 4000", 1},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, MultiportdWrongCalls, ::testing::ValuesIn(s_wrongCalls), caseName);
+
+TEST(MultiportdTest, APortThatIsTakenEndsItWithOne)
+{
+    QTcpServer other;
+    ASSERT_TRUE(other.listen(QHostAddress::LocalHost));
+    const Outcome outcome =
+        run({QStringLiteral("--port-base"), QString::number(other.serverPort())});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.err.contains(
+        QStringLiteral("cannot listen on 127.0.0.1 port %1 (payment)").arg(other.serverPort())));
+}
+
+class MultiportdFiles : public ::testing::Test
+{
+protected:
+    QString file(const char *pName) { return m_folder.filePath(QString::fromLatin1(pName)); }
+    QString write(const char *pName, const QByteArray &content)
+    {
+        QFile written(file(pName));
+        EXPECT_TRUE(written.open(QIODevice::WriteOnly));
+        EXPECT_EQ(written.write(content), content.size());
+        return written.fileName();
+    }
+
+    QTemporaryDir m_folder;
+};
+
+TEST_F(MultiportdFiles, OptionsMayStandInAFile)
+{
+    const QString path = write("multiportd.conf", "# where\nlisten=127.0.0.2\nsimulate=true\n");
+    const Daemon daemon({QStringLiteral("--config"), path});
+    ControlPeer peer(daemon.port("control"), QHostAddress(QStringLiteral("127.0.0.2")));
+    ASSERT_TRUE(peer.greets(Role::Controller));
+    EXPECT_EQ(peer.asks(30, QByteArray::fromHex("0901")), 0); // there are outputs
+}
+
+TEST_F(MultiportdFiles, AFileWithAnUnknownOptionIsRefused)
+{
+    const QString path = write("multiportd.conf", "colour=red\n");
+    const Outcome outcome = run({QStringLiteral("--config"), path});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_TRUE(outcome.err.contains(QStringLiteral("colour"))) << qPrintable(outcome.err);
+}
+
+TEST_F(MultiportdFiles, LogGoesToAFileToo)
+{
+    const QString path = file("server.log");
+    {
+        Daemon daemon({QStringLiteral("--simulate"), QStringLiteral("--log"), path});
+        ControlPeer peer(daemon.port("control"));
+        peer.sendHex("ffff");
+        EXPECT_EQ(peer.goodbye(), 6);
+    }
+    QFile log(path);
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    const QByteArray lines = log.readAll();
+    EXPECT_TRUE(lines.contains("Listening on 127.0.0.1")) << lines.toStdString();
+    EXPECT_TRUE(lines.contains("dropped: a record has at most 4096 bytes")) << lines.toStdString();
+}
+
+// -- floods ---------------------------------------------------------------------------------------
+
+/// 1,000 connections a second on the three ports in turn, each left to itself; VY_FLOOD_SECONDS
+/// makes it longer.
+TEST(MultiportdTest, SurvivesAFloodOfConnections)
+{
+    bool isGiven = false;
+    const int given = qEnvironmentVariableIntValue("VY_FLOOD_SECONDS", &isGiven);
+    const int connections = 1000 * (isGiven ? given : 2);
+
+    Daemon daemon(s_simulate);
+    GoodClient client(daemon);
+    std::vector<std::unique_ptr<QTcpSocket>> flood(200); // so many at a time
+    QElapsedTimer clock;
+    clock.start();
+    int most = 0;
+    for (int count = 0; count < connections; ++count) {
+        auto &pSocket = flood.at(static_cast<size_t>(count) % flood.size());
+        pSocket = std::make_unique<QTcpSocket>();
+        pSocket->connectToHost(QHostAddress::LocalHost, daemon.port(s_pPorts[count % 3]));
+        if (count % 250 == 0) {
+            EXPECT_TRUE(client.asks()) << count;
+            most = std::max(most, daemon.memory());
+        }
+        while (clock.elapsed() < count)
+            settle();
+    }
+    RecordProperty("connectionsPerSecond",
+                   static_cast<int>(connections * 1000 / std::max<qint64>(clock.elapsed(), 1)));
+    RecordProperty("memoryKiB", most);
+    EXPECT_GT(most, 0);
+    EXPECT_LT(most, s_maxMemory);
+    EXPECT_TRUE(client.asks());
+    EXPECT_EQ(client.control().asks(30, QByteArray::fromHex("0901")), 0);
+    flood.clear();
+    ControlPeer observer(daemon.port("control")); // and others may come again
+    EXPECT_TRUE(observer.greets(Role::Observer));
+}
+
+/// Every port is sent what has no end: lines without an end, records that are none.
+class MultiportdGarbage : public ::testing::TestWithParam<const char *>
+{
+};
+
+TEST_P(MultiportdGarbage, IsSurvivedOnEveryPort)
+{
+    constexpr int total = 16 << 20; // bytes to each port
+    const QByteArray chunk = QByteArray::fromHex(GetParam()).repeated(1 << 14);
+    Daemon daemon(s_simulate);
+    GoodClient client(daemon);
+    int most = 0;
+    for (const char *const pPort : s_pPorts) {
+        std::unique_ptr<LinkPeer> pPeer;
+        for (int sent = 0; sent < total; sent += chunk.size()) {
+            if (!pPeer || !pPeer->isConnected())
+                pPeer = std::make_unique<LinkPeer>(daemon.port(pPort));
+            pPeer->send(chunk);
+            comes(
+                [&pPeer] { return pPeer->socket().bytesToWrite() == 0 || !pPeer->isConnected(); });
+        }
+        most = std::max(most, daemon.memory());
+        EXPECT_TRUE(client.asks());
+    }
+    RecordProperty("memoryKiB", most);
+    EXPECT_GT(most, 0);
+    EXPECT_LT(most, s_maxMemory);
+    EXPECT_EQ(client.control().asks(30, QByteArray::fromHex("0901")), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, MultiportdGarbage,
+                         ::testing::Values("4141414141414141",     // a line without an end
+                                           "0000000000000000",     // zeros
+                                           "ffffffffffffffff",     // ones
+                                           "000701 56594d50 0100", // hellos without an end
+                                           "000104 0ffe02"));      // a record that stays open
