@@ -70,8 +70,11 @@ public:
 
     ~Private()
     {
-        run([pLink = pLink] { pLink->stop(); });
-        thread.quit();
+        // From inside: a loop that is ended from here leaves what it was told undone.
+        run([pLink = pLink] {
+            pLink->stop();
+            QThread::currentThread()->quit();
+        });
         thread.wait();
     }
     Q_DISABLE_COPY_MOVE(Private)

@@ -5,6 +5,7 @@
 #include "support/logspy.h"
 #include "vymultiport/linkserver.h"
 
+#include <QSemaphore>
 #include <QStringList>
 #include <QThread>
 #include <gtest/gtest.h>
@@ -97,6 +98,31 @@ protected:
     QStringList m_journal;
     QByteArray m_canData;
     QByteArray m_paymentData;
+};
+
+/// Keeps the client's thread from doing anything while it lives.
+class ThreadHold
+{
+public:
+    explicit ThreadHold(Multiport &client)
+    {
+        QMetaObject::invokeMethod(client.interface(Multiport::CanBusInterface),
+                                  [pState = m_pState] {
+                                      pState->isHeld.release();
+                                      pState->goOn.acquire();
+                                  });
+        m_pState->isHeld.acquire();
+    }
+    ~ThreadHold() { m_pState->goOn.release(); }
+    Q_DISABLE_COPY_MOVE(ThreadHold)
+
+private:
+    struct State
+    {
+        QSemaphore isHeld;
+        QSemaphore goOn;
+    };
+    const std::shared_ptr<State> m_pState = std::make_shared<State>(); ///< the held thread's too
 };
 
 /// A server that goes on while the test's thread is busy.

@@ -160,19 +160,38 @@ TEST_F(MultiportRequestTest, RequestThatTheLinkDidNotLiveToAnswerIsToldNothing)
     EXPECT_EQ(m_journal.filter(QStringLiteral("status")).size(), 1);
 }
 
-TEST_F(MultiportRequestTest, TenThousandAtOnceAreAllAnswered)
+TEST_F(MultiportRequestTest, ThousandAtOnceAreAllAnswered)
 {
     connectAll();
-    for (int i = 0; i < 10000; ++i)
+    for (int i = 0; i < 1000; ++i)
         client().setParameter(static_cast<unsigned short>(i), 1);
-    ASSERT_TRUE(waitUntil([this] { return m_journal.size() == 10000; }));
+    ASSERT_TRUE(waitUntil([this] { return m_journal.size() == 1000; }));
     const QList<Request> requests = m_server.requests(MultiportProtocol::CommandSetParameter);
-    ASSERT_EQ(requests.size(), 10000);
-    for (int i = 0; i < 10000; ++i) {
+    ASSERT_EQ(requests.size(), 1000);
+    for (int i = 0; i < 1000; ++i) {
         const QByteArray payload = requests.at(i).payload;
         EXPECT_EQ(static_cast<quint8>(payload.at(0)) << 8 | static_cast<quint8>(payload.at(1)), i);
     }
     EXPECT_TRUE(isUp());
+}
+
+// The client's thread does not come to them: what waits for it is bounded, and what does not fit is
+// told at once.
+TEST_F(MultiportRequestTest, FloodIsBoundedAndWhatIsSentIsAnswered)
+{
+    connectAll();
+    const LogSpy log;
+    {
+        const ThreadHold hold(client());
+        for (int i = 0; i < 10000; ++i)
+            client().stopMotor(1);
+    }
+    const int refused = log.count("Too many requests at once, command 54 01 not sent", 3);
+    EXPECT_EQ(refused, 10000 - 1024);
+    ASSERT_TRUE(waitUntil([&] { return m_journal.size() == 10000 - refused; }));
+    EXPECT_TRUE(isUp());
+    client().stopMotor(2);
+    EXPECT_TRUE(waitUntil([&] { return m_journal.size() == 10001 - refused; }));
 }
 
 // -- events ---------------------------------------------------------------------------------------
