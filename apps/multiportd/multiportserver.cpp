@@ -1,0 +1,148 @@
+#include "multiportd/multiportserver.h"
+
+#include "logformatter.h"
+#include "multiport.h"
+#include "multiportd/abstractcanbackend.h"
+#include "multiportd/abstractpaymentbackend.h"
+#include "multiportd/controlconnection.h"
+
+using multiportlink::Reason;
+using multiportlink::Role;
+
+MultiportServer::MultiportServer(AbstractCanBackend *pCan, AbstractPaymentBackend *pPayment,
+                                 AbstractOutputsBackend *pOutputs, QObject *pParent)
+    : QObject(pParent)
+    , m_pCan(pCan)
+    , m_pPayment(pPayment)
+    , m_commands(pPayment, pOutputs)
+    , m_canPort(QStringLiteral("CAN"), this)
+    , m_paymentPort(QStringLiteral("payment"), this)
+    , m_controlPort(this)
+{
+    connect(&m_controlPort, &ControlPort::requested, this, &MultiportServer::onRequested);
+    for (DataPort *const pPort : {&m_canPort, &m_paymentPort}) {
+        connect(&m_controlPort, &ControlPort::controllerCame, pPort, &DataPort::expectController);
+        connect(&m_controlPort, &ControlPort::controllerLeft, pPort, &DataPort::releaseController);
+        connect(pPort, &DataPort::controllerOverflowed, this, [this] {
+            if (ControlConnection *const pController = m_controlPort.controller())
+                pController->goodbye(Reason::Backlog);
+        });
+    }
+    connectCan();
+    connectPayment();
+}
+
+MultiportServer::~MultiportServer()
+{
+    stop();
+}
+
+void MultiportServer::connectCan()
+{
+    if (m_pCan == nullptr)
+        return;
+    connect(&m_canPort, &DataPort::controllerChanged, this,
+            [this] { m_canRecords = CanRecordReader(); });
+    connect(&m_canPort, &DataPort::controllerWrote, this, &MultiportServer::onControllerWroteCan);
+    connect(m_pCan, &AbstractCanBackend::frameReceived, this,
+            [this](const CanFrame &frame) { m_canPort.writeToAll(canRecordOf(frame)); });
+}
+
+void MultiportServer::connectPayment()
+{
+    if (m_pPayment == nullptr)
+        return;
+    connect(&m_paymentPort, &DataPort::controllerChanged, m_pPayment,
+            &AbstractPaymentBackend::startAfresh);
+    connect(&m_paymentPort, &DataPort::controllerWrote, this, [this](const QByteArray &bytes) {
+        m_paymentPort.writeToObservers(bytes);
+        m_pPayment->write(bytes);
+    });
+    connect(m_pPayment, &AbstractPaymentBackend::dataReceived, &m_paymentPort,
+            &DataPort::writeToAll);
+}
+
+bool MultiportServer::listen(const QHostAddress &address, Ports ports, QString *pError)
+{
+    if (!m_paymentPort.listen(address, ports.payment, pError) ||
+        !m_canPort.listen(address, ports.can, pError) ||
+        !m_controlPort.listen(address, ports.control, pError)) {
+        stop();
+        return false;
+    }
+    m_address = address;
+    m_ports = {m_paymentPort.port(), m_canPort.port(), m_controlPort.port()};
+    m_controlPort.setDataPorts(m_ports.can, m_ports.payment);
+    return true;
+}
+
+void MultiportServer::stop()
+{
+    m_controlPort.stop();
+    m_canPort.stop();
+    m_paymentPort.stop();
+}
+
+void MultiportServer::setCut(bool isCut)
+{
+    stop();
+    QString error;
+    if (!isCut && !listen(m_address, m_ports, &error))
+        LogFormatter(4, Log::Hardware) << Q_FUNC_INFO << error;
+}
+
+/// Observers see a frame before whatever answers it.
+void MultiportServer::onControllerWroteCan(const QByteArray &bytes)
+{
+    m_canRecords.append(bytes);
+    QByteArray record;
+    while (m_canRecords.next(m_frame, record)) {
+        m_canPort.writeToObservers(record);
+        m_pCan->send(m_frame);
+    }
+    if (!m_canRecords.isBroken())
+        return;
+    LogFormatter(4, Log::Hardware)
+        << Q_FUNC_INFO
+        << "The controller's CAN connection is closed: a record says that it has more than 8 bytes";
+    m_canPort.closeController();
+}
+
+void MultiportServer::onRequested(ControlConnection *pConnection,
+                                  const multiportlink::Request &request)
+{
+    if (pConnection->role() != Role::Controller)
+        pConnection->answer(MultiportProtocol::StatusNotPermitted);
+    else if (request.command == MultiportProtocol::CommandClaim)
+        claim(pConnection, request.payload);
+    else
+        pConnection->answer(m_commands.carryOut(request));
+}
+
+void MultiportServer::claim(ControlConnection *pConnection, const QByteArray &payload)
+{
+    const std::optional<multiportlink::Claim> claim = multiportlink::decodeClaim(payload);
+    DataPort *pPort = nullptr;
+    if (claim && claim->interface == Multiport::CanBusInterface)
+        pPort = &m_canPort;
+    if (claim && claim->interface == Multiport::PaymentInterface)
+        pPort = &m_paymentPort;
+    if (pPort == nullptr) {
+        pConnection->answer(MultiportProtocol::StatusInvalidPayload);
+        return;
+    }
+    if (!isThere(pPort)) {
+        pConnection->answer(MultiportProtocol::StatusNoDevice);
+        return;
+    }
+    // The port forgets the claim when the controller leaves.
+    pPort->claim(pConnection->peerAddress(), claim->port, [pConnection](bool isDone) {
+        pConnection->answer(isDone ? MultiportProtocol::StatusDone
+                                   : MultiportProtocol::StatusFailed);
+    });
+}
+
+bool MultiportServer::isThere(const DataPort *pPort) const
+{
+    return pPort == &m_canPort ? m_pCan != nullptr : m_pPayment != nullptr;
+}

@@ -1,0 +1,41 @@
+#ifndef SERIALBUSCANBACKEND_H
+#define SERIALBUSCANBACKEND_H
+
+#include "multiportd/abstractcanbackend.h"
+
+#include <QCanBusDevice>
+#include <memory>
+
+/// A CAN bus that one of the plugins of Qt SerialBus reaches. Frames have extended identifiers.
+class SerialBusCanBackend : public AbstractCanBackend
+{
+    Q_OBJECT
+
+public:
+    /// `plugin` as Qt calls it ("socketcan"), `interface` as the plugin does ("can0").
+    SerialBusCanBackend(const QString &plugin, const QString &interface,
+                        QObject *pParent = nullptr);
+    ~SerialBusCanBackend() override;
+
+    /// The bus may be connected only later: what is sent before that is lost.
+    bool open(QString *pError) override;
+    void send(const CanFrame &frame) override;
+
+    /// Frames of others that are no data frames with extended identifiers.
+    int foreignFrames() const { return m_foreignFrames; }
+
+private:
+    void receive();
+    void take(const QCanBusFrame &received);
+    void onError(QCanBusDevice::CanBusError error);
+    void lose(const QString &reason);
+
+    QString m_plugin;
+    QString m_interface;
+    std::unique_ptr<QCanBusDevice> m_pDevice;
+    CanFrame m_frame; ///< kept, so that its memory is
+    int m_foreignFrames = 0;
+    bool m_isLossTold = false; ///< since the last frame that could be sent
+};
+
+#endif // SERIALBUSCANBACKEND_H
