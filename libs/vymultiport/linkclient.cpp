@@ -28,8 +28,7 @@ LinkClient::LinkClient(LinkQueue *pEvents)
     m_silenceTimer.setInterval(multiportlink::SilenceLimit);
     m_heartbeatTimer.setInterval(multiportlink::HeartbeatInterval);
     connect(&m_pauseTimer, &QTimer::timeout, this, &LinkClient::connectToServer);
-    connect(&m_silenceTimer, &QTimer::timeout, this,
-            [this] { lose(QStringLiteral("the server is silent")); });
+    connect(&m_silenceTimer, &QTimer::timeout, this, &LinkClient::onSilence);
     connect(&m_heartbeatTimer, &QTimer::timeout, this,
             [this] { write(multiportlink::encodeHeartbeat()); });
     connect(&m_socket, &QTcpSocket::connected, this, &LinkClient::onConnected);
@@ -51,6 +50,8 @@ DataConnection *LinkClient::makeConnection(LinkEvent::Type data, LinkEvent::Type
 
 void LinkClient::start(const QString &host, quint16 port)
 {
+    if (m_host == host && m_port == port)
+        return;
     stop();
     m_host = host;
     m_port = port;
@@ -94,6 +95,14 @@ void LinkClient::readOn()
     m_pPayment->readOn();
 }
 
+void LinkClient::onSilence()
+{
+    if (m_socket.bytesAvailable() > 0)
+        m_silenceTimer.start(); // it is we who do not listen
+    else
+        lose(QStringLiteral("the server is silent"));
+}
+
 void LinkClient::take(const Record &record)
 {
     const bool isLinked = m_generation != 0;
@@ -102,31 +111,45 @@ void LinkClient::take(const Record &record)
         welcome(record.body);
         return;
     case Kind::Goodbye:
-        if (const auto goodbye = multiportlink::decodeGoodbye(record.body))
+        if (const auto goodbye = multiportlink::decodeGoodbye(record.body)) {
             lose(QStringLiteral("the server says: %1").arg(goodbye->text));
-        return;
+            return;
+        }
+        break;
     case Kind::Heartbeat:
-        return;
+        if (record.body.isEmpty())
+            return;
+        break;
     case Kind::Status:
-        if (isLinked)
-            takeStatus(record.body);
-        return;
+        if (const auto status = multiportlink::decodeStatus(record.body)) {
+            if (isLinked)
+                takeStatus(*status);
+            return;
+        }
+        break;
     case Kind::Event:
-        if (const auto event = multiportlink::decodeEvent(record.body); event && isLinked)
-            m_pEvents->put({LinkEvent::Type::Reported, event->event, 0, event->payload});
-        return;
+        if (const auto event = multiportlink::decodeEvent(record.body)) {
+            if (isLinked)
+                m_pEvents->put({LinkEvent::Type::Reported, event->event, 0, event->payload});
+            return;
+        }
+        break;
     case Kind::Hello:
     case Kind::Request:
         break;
     }
-    lose(QStringLiteral("the server sends what only clients send"));
+    lose(QStringLiteral("the server sends kind %1 with %2 bytes")
+             .arg(static_cast<int>(record.kind))
+             .arg(record.body.size()));
 }
 
 void LinkClient::welcome(const QByteArray &body)
 {
     const auto welcome = multiportlink::decodeWelcome(body);
-    if (!welcome || welcome->version != multiportlink::Version || m_generation != 0) {
-        lose(QStringLiteral("not a welcome of version %1").arg(multiportlink::Version));
+    if (!welcome || welcome->version != multiportlink::Version ||
+        welcome->role != multiportlink::Role::Controller || m_generation != 0) {
+        lose(
+            QStringLiteral("not a controller's welcome of version %1").arg(multiportlink::Version));
         return;
     }
     LogFormatter(1, Log::Hardware)
@@ -140,20 +163,15 @@ void LinkClient::welcome(const QByteArray &body)
     m_pPayment->setServer(m_host, welcome->paymentPort);
 }
 
-void LinkClient::takeStatus(const QByteArray &body)
+void LinkClient::takeStatus(const multiportlink::Status &status)
 {
-    const auto status = multiportlink::decodeStatus(body);
-    if (!status) {
-        lose(QStringLiteral("a status of %1 bytes").arg(body.size()));
-        return;
-    }
-    if (m_claims.contains(status->sequence))
-        onClaimed(m_claims.take(status->sequence), status->status);
-    else if (m_ownSetups.remove(status->sequence))
-        LogFormatter(status->status == MultiportProtocol::StatusDone ? 0 : 3, Log::Hardware)
-            << Q_FUNC_INFO << "Serial line set up again, status" << status->status;
+    if (m_claims.contains(status.sequence))
+        onClaimed(m_claims.take(status.sequence), status.status);
+    else if (m_ownSetups.remove(status.sequence))
+        LogFormatter(status.status == MultiportProtocol::StatusDone ? 0 : 3, Log::Hardware)
+            << Q_FUNC_INFO << "Serial line set up again, status" << status.status;
     else
-        m_pEvents->put({LinkEvent::Type::Terminated, status->command, status->status, {}});
+        m_pEvents->put({LinkEvent::Type::Terminated, status.command, status.status, {}});
 }
 
 void LinkClient::onClaimed(const Claimed &claimed, quint8 status)
@@ -167,7 +185,8 @@ void LinkClient::onClaimed(const Claimed &claimed, quint8 status)
     }
     if (pConnection == m_pPayment && !m_serialLine.isEmpty())
         m_ownSetups.insert(send(MultiportProtocol::CommandSetSerialLine, m_serialLine));
-    pConnection->open();
+    if (m_generation != 0) // else the setup has found the link dead
+        pConnection->open();
 }
 
 void LinkClient::claim(DataConnection *pConnection, quint8 interface, quint16 localPort)

@@ -24,7 +24,7 @@ public:
     DataConnection *canBus() { return m_pCanBus; }
     DataConnection *payment() { return m_pPayment; }
 
-    void start(const QString &host, quint16 port);
+    void start(const QString &host, quint16 port); ///< nothing when it is started there already
     void stop(); ///< closes everything; what was written still leaves
 
     /// Which link this is, counted from 1; 0 while there is none. Any thread.
@@ -39,9 +39,10 @@ public:
 private:
     void connectToServer();
     void onConnected();
+    void onSilence();
     void take(const multiportlink::Record &record);
     void welcome(const QByteArray &body);
-    void takeStatus(const QByteArray &body);
+    void takeStatus(const multiportlink::Status &status);
     struct Claimed
     {
         DataConnection *pConnection;

@@ -89,11 +89,12 @@ public:
         return taken;
     }
 
-    /// To be asked before more is read. Once true, the take() that makes room says so.
+    /// To be asked before more is read. Once true it stays so, for everyone who asks, until the
+    /// take() that makes room says so.
     bool isFull()
     {
         const QMutexLocker locker(&m_mutex);
-        m_isFull = m_size >= s_capacity;
+        m_isFull = m_isFull || m_size >= s_capacity;
         return m_isFull;
     }
 

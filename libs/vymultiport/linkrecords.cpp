@@ -3,6 +3,7 @@
 #include <QDataStream>
 #include <QIODevice>
 #include <QtEndian>
+#include <algorithm>
 
 namespace multiportlink {
 
@@ -45,6 +46,19 @@ std::optional<QByteArray> afterMagic(const QByteArray &body)
     if (!body.startsWith(QByteArray::fromRawData(s_magic, s_magicSize)))
         return std::nullopt;
     return body.mid(s_magicSize);
+}
+
+/// As much of the text as fits, and no character in parts.
+QByteArray cutUtf8(const QString &text, int maxSize)
+{
+    const QByteArray utf8 = text.toUtf8();
+    int size = std::min(utf8.size(), maxSize);
+    const auto isInside = [&](int at) {
+        return at > 0 && at < utf8.size() && (static_cast<quint8>(utf8.at(at)) & 0xc0U) == 0x80U;
+    };
+    while (isInside(size))
+        --size;
+    return utf8.left(size);
 }
 
 bool isKnown(quint8 kind)
@@ -94,8 +108,7 @@ QByteArray encode(const Event &event)
 
 QByteArray encode(const Goodbye &goodbye)
 {
-    return record(Kind::Goodbye,
-                  packed(goodbye.reason) + goodbye.text.toUtf8().left(s_maxBody - 1));
+    return record(Kind::Goodbye, packed(goodbye.reason) + cutUtf8(goodbye.text, s_maxBody - 1));
 }
 
 QByteArray encodeHeartbeat()

@@ -49,8 +49,11 @@ public:
 
     ~Private()
     {
-        run([pLink = pLink] { pLink->stop(); });
-        thread.quit();
+        // From inside: a loop that is ended from here leaves what it was told undone.
+        run([pLink = pLink] {
+            pLink->stop();
+            QThread::currentThread()->quit();
+        });
         thread.wait();
     }
     Q_DISABLE_COPY_MOVE(Private)
@@ -76,9 +79,10 @@ public:
     DataConnection *const pPayment; ///< the link's
     std::atomic<bool> isCanBusOpen = false;
     std::atomic<bool> isPaymentOpen = false;
-    std::atomic<int> requests = 0;  ///< on their way to the thread
-    QByteArray canBytes;            ///< that this turn of the event loop has written
-    unsigned int canGeneration = 0; ///< when they were written
+    std::atomic<int> requests = 0;    ///< on their way to the thread
+    std::atomic<int> canOnTheWay = 0; ///< bytes on their way to the thread
+    QByteArray canBytes;              ///< that this turn of the event loop has written
+    unsigned int canGeneration = 0;   ///< when they were written
 };
 
 Multiport::Multiport(QString server, int mode, QObject *pParent)
@@ -147,6 +151,11 @@ bool Multiport::writeToCanBus(const QByteArray &bytes)
         return false;
     }
     QByteArray &waiting = m_pPrivate->canBytes;
+    if (m_pPrivate->canOnTheWay + waiting.size() + bytes.size() > multiportlink::MaxBacklog) {
+        LogFormatter(3, Log::CanBus) << Q_FUNC_INFO << "Too much waits for the multiport server,"
+                                     << bytes.size() << "bytes not sent";
+        return false;
+    }
     if (generation != m_pPrivate->canGeneration)
         flushCanBus();
     if (waiting.isEmpty())
@@ -162,9 +171,12 @@ void Multiport::flushCanBus()
 {
     if (m_pPrivate->canBytes.isEmpty())
         return;
-    m_pPrivate->run(
-        [pCanBus = m_pPrivate->pCanBus, generation = m_pPrivate->canGeneration,
-         bytes = std::exchange(m_pPrivate->canBytes, {})] { pCanBus->writeIf(generation, bytes); });
+    m_pPrivate->canOnTheWay += m_pPrivate->canBytes.size();
+    m_pPrivate->run([p = m_pPrivate.get(), generation = m_pPrivate->canGeneration,
+                     bytes = std::exchange(m_pPrivate->canBytes, {})] {
+        p->canOnTheWay -= bytes.size();
+        p->pCanBus->writeIf(generation, bytes);
+    });
 }
 
 bool Multiport::event(QEvent *pEvent)

@@ -66,7 +66,7 @@ public:
 
     /// Sends bytes on the CAN channel: whole records of identifier (4 bytes, big-endian), length
     /// (1 byte) and data. Bytes of one turn of the event loop leave in one write. False when the
-    /// channel is not connected: they are then lost.
+    /// channel is not connected or 1 MiB waits to be sent: they are then lost.
     bool writeToCanBus(const QByteArray &bytes);
 
     /// Sets the serial line up, now and whenever the payment line is connected again.

@@ -18,7 +18,8 @@ using namespace multiportlink;
 
 namespace {
 
-constexpr int s_ownBuffer = 1; ///< bytes that a socket takes that is not to be read
+constexpr int s_ownBuffer = 1;       ///< bytes that a socket takes that is not to be read
+constexpr int s_kernelBuffer = 4096; ///< bytes that the kernel then takes, about
 
 /// Binds to the port, 0 for a free one, and says which; 0 when that fails.
 quint16 bindTo(int descriptor, bool isV6)
@@ -35,6 +36,12 @@ quint16 bindTo(int descriptor, bool isV6)
     if (::bind(descriptor, pAddress, size) != 0 || ::getsockname(descriptor, pAddress, &size) != 0)
         return 0;
     return ntohs(isV6 ? v6.sin6_port : v4.sin_port);
+}
+
+void keepSmall(QTcpSocket *pSocket)
+{
+    pSocket->setReadBufferSize(s_ownBuffer);
+    pSocket->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, s_kernelBuffer);
 }
 
 void close(QTcpSocket *pSocket)
@@ -128,18 +135,22 @@ void LinkServer::refuse(quint8 reason, const char *pText)
 void LinkServer::setReading(bool isReading)
 {
     m_isReading = isReading;
-    const qint64 size = isReading ? 0 : s_ownBuffer;
-    if (m_pControl != nullptr)
-        m_pControl->setReadBufferSize(size);
-    if (m_pControl != nullptr && isReading)
-        readControl();
+    const auto apply = [isReading](QTcpSocket *pSocket) {
+        if (isReading)
+            pSocket->setReadBufferSize(0);
+        else
+            keepSmall(pSocket);
+    };
     for (const Line line : {CanBus, Payment}) {
         for (const Connection &connection : qAsConst(m_lines.at(line).open)) {
-            connection.pSocket->setReadBufferSize(size);
-            if (isReading)
-                read(line, connection.pSocket);
+            apply(connection.pSocket);
+            read(line, connection.pSocket);
         }
     }
+    if (m_pControl == nullptr)
+        return;
+    apply(m_pControl);
+    readControl();
 }
 
 void LinkServer::answer(const Request &request, quint8 status)
@@ -177,6 +188,17 @@ void LinkServer::dropControl()
     if (m_pControl != nullptr)
         close(m_pControl);
     m_pControl = nullptr;
+}
+
+void LinkServer::resetControl()
+{
+    if (m_pControl == nullptr)
+        return;
+    m_pControl->flush();
+    const linger reset = {1, 0};
+    ::setsockopt(static_cast<int>(m_pControl->socketDescriptor()), SOL_SOCKET, SO_LINGER, &reset,
+                 sizeof reset);
+    dropControl();
 }
 
 void LinkServer::drop(Line line)
@@ -230,7 +252,8 @@ void LinkServer::acceptControl()
         m_pControl = pSocket;
         pSocket->setParent(this);
         pSocket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        pSocket->setReadBufferSize(m_isReading ? 0 : s_ownBuffer);
+        if (!m_isReading)
+            keepSmall(pSocket);
         connect(pSocket, &QTcpSocket::readyRead, this, &LinkServer::readControl);
         connect(pSocket, &QTcpSocket::disconnected, this, &LinkServer::dropControl);
         readControl();
@@ -245,7 +268,8 @@ void LinkServer::accept(Line line)
         state.open.append({pSocket, false});
         pSocket->setParent(this);
         pSocket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        pSocket->setReadBufferSize(m_isReading ? 0 : s_ownBuffer);
+        if (!m_isReading)
+            keepSmall(pSocket);
         connect(pSocket, &QTcpSocket::readyRead, this, [=] { read(line, pSocket); });
         connect(pSocket, &QTcpSocket::disconnected, this, [=] {
             QList<Connection> &open = m_lines.at(line).open;

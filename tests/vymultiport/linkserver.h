@@ -62,6 +62,7 @@ public:
     void send(Line line, const QByteArray &bytes);
 
     void dropControl();
+    void resetControl(); ///< the same by a reset, behind what was sent
     void drop(Line line);
 
     // -- what it has seen -----------------------------------------------------------------------
