@@ -75,13 +75,13 @@ protected:
     {
         return [this](bool &error) -> quint16 {
             error = false;
-            ++(QThread::currentThread() == m_pOwner ? ownReads : reads);
+            ++(QThread::currentThread() == m_pOwner ? m_ownReads : m_reads);
             return 412;
         };
     }
 
-    std::atomic<int> reads{0};
-    std::atomic<int> ownReads{0};
+    std::atomic<int> m_reads{0};
+    std::atomic<int> m_ownReads{0};
 
 private:
     const QThread *const m_pOwner = QThread::currentThread();
@@ -103,15 +103,15 @@ TEST_F(MeasureLoopFullPool, LoopThatStillWaitsForAThreadIsStoppedAtOnceWithoutAR
             EXPECT_EQ(log.count(": Got it", 1, Log::Hardware), 1);
         }
     }
-    EXPECT_EQ(reads + ownReads,
+    EXPECT_EQ(m_reads + m_ownReads,
               0); // not by the job that was queued either, now that there is a thread
     EXPECT_EQ(raw.count(), 0);
     EXPECT_FALSE(sensor.isFirstValueRead());
 
     sensor.startMeasureLoop();
-    EXPECT_TRUE(QTest::qWaitFor([this] { return reads > 0; }, s_waitMs));
+    EXPECT_TRUE(QTest::qWaitFor([this] { return m_reads > 0; }, s_waitMs));
     sensor.stopMeasureLoop();
-    EXPECT_EQ(ownReads, 0);
+    EXPECT_EQ(m_ownReads, 0);
 }
 
 TEST_F(MeasureLoopFullPool, LoopPollsAsSoonAsThePoolHasAThreadForIt)
@@ -120,10 +120,10 @@ TEST_F(MeasureLoopFullPool, LoopPollsAsSoonAsThePoolHasAThreadForIt)
     FakeCupSensor sensor(1, device());
     sensor.startMeasureLoop();
     QTest::qWait(30);
-    EXPECT_EQ(reads + ownReads, 0);
+    EXPECT_EQ(m_reads + m_ownReads, 0);
     EXPECT_TRUE(sensor.isMeasureLoopRunning());
     pool.letGo();
-    EXPECT_TRUE(QTest::qWaitFor([this] { return reads >= 2; }, s_waitMs));
+    EXPECT_TRUE(QTest::qWaitFor([this] { return m_reads >= 2; }, s_waitMs));
     sensor.stopMeasureLoop();
-    EXPECT_EQ(ownReads, 0);
+    EXPECT_EQ(m_ownReads, 0);
 }

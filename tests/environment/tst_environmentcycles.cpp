@@ -42,9 +42,9 @@ long heapInUse()
 class CupSensorPeriod : public AbstractCupSensor
 {
 public:
-    static void set(AbstractCupSensor *pSensor, int ms)
+    static void set(AbstractCupSensor &sensor, int ms)
     {
-        pSensor->*(&CupSensorPeriod::m_loopPeriod) = ms;
+        sensor.*(&CupSensorPeriod::m_loopPeriod) = ms;
     }
 };
 
@@ -89,7 +89,7 @@ void liveAndDie(int platform, const ButtonDevice &device)
     machine.environment.createCupSensor(AbstractCupSensor::CupSensorTypeSimulated);
     AbstractCupSensor *const pSensor = machine.environment.cupSensor();
     ASSERT_NE(pSensor, nullptr);
-    CupSensorPeriod::set(pSensor, 1);
+    CupSensorPeriod::set(*pSensor, 1);
     pSensor->startMeasureLoop();
     ASSERT_TRUE(waitUntil([&] { return releases == 1 && pSensor->rawValue() == s_reading; }));
     machine.environment.unloadModules();
