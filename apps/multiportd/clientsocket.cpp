@@ -2,13 +2,52 @@
 
 #include "linkrecords.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
+#include <QPointer>
+#include <QVector>
 #include <utility>
 
 namespace {
 
 constexpr int s_readBuffer = 64 * 1024; ///< bytes of one client that wait to be handled
+
+/// Flushes what was written when the turn of the event loop ends, whether the loop waits then or is
+/// called again and again. An event would wake the loop once more for each answer.
+class TurnEnd : public QObject
+{
+public:
+    static TurnEnd &instance()
+    {
+        static auto *const s_pInstance = new TurnEnd; // the application's child
+        return *s_pInstance;
+    }
+
+    void flush(ClientSocket *pSocket) { m_written.append(pSocket); }
+
+private:
+    TurnEnd()
+        : QObject(qApp)
+    {
+        const auto *const pDispatcher = QAbstractEventDispatcher::instance();
+        connect(pDispatcher, &QAbstractEventDispatcher::aboutToBlock, this, &TurnEnd::flushAll);
+        connect(pDispatcher, &QAbstractEventDispatcher::awake, this, &TurnEnd::flushAll);
+    }
+
+    void flushAll()
+    {
+        if (m_written.isEmpty())
+            return;
+        const auto written = std::exchange(m_written, {});
+        for (const QPointer<ClientSocket> &pSocket : written) {
+            if (pSocket)
+                pSocket->flush();
+        }
+    }
+
+    QVector<QPointer<ClientSocket>> m_written;
+};
 
 } // namespace
 
@@ -40,12 +79,15 @@ void ClientSocket::write(const QByteArray &bytes)
 {
     if (m_isClosed || m_isOverflowed)
         return;
+    if (m_collected.isEmpty())
+        TurnEnd::instance().flush(this);
     m_collected += bytes;
-    if (m_pSocket->bytesToWrite() + m_collected.size() > multiportlink::MaxBacklog) {
-        flush(); // not all of it need be the client's fault
-        m_isOverflowed = m_pSocket->bytesToWrite() > multiportlink::MaxBacklog;
-    }
-    post();
+    if (m_pSocket->bytesToWrite() + m_collected.size() <= multiportlink::MaxBacklog)
+        return;
+    flush(); // not all of it need be the client's fault
+    m_isOverflowed = m_pSocket->bytesToWrite() > multiportlink::MaxBacklog;
+    if (m_isOverflowed)
+        post();
 }
 
 void ClientSocket::flush()

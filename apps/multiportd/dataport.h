@@ -41,6 +41,7 @@ public:
     /// Closes the controller's connection only.
     void closeController();
 
+    bool hasObservers() const { return !m_observers.isEmpty(); }
     void writeToObservers(const QByteArray &bytes);
     /// To the controller too.
     void writeToAll(const QByteArray &bytes);

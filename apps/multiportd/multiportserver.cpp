@@ -48,11 +48,10 @@ void MultiportServer::connectCan()
     if (m_pCan == nullptr)
         return;
     watch(m_pCan, &m_canPort, &m_canReopenTimer);
-    connect(&m_canPort, &DataPort::controllerChanged, this,
-            [this] { m_canRecords = CanRecordReader(); });
+    connect(&m_canPort, &DataPort::controllerChanged, this, [this] { m_canRecords = {}; });
     connect(&m_canPort, &DataPort::controllerWrote, this, &MultiportServer::onControllerWroteCan);
     connect(m_pCan, &AbstractCanBackend::frameReceived, this,
-            [this](const CanFrame &frame) { m_canPort.writeToAll(canRecordOf(frame)); });
+            [this](const CanFrame &frame) { m_canPort.writeToAll(CanRecord::encode(frame)); });
 }
 
 void MultiportServer::connectPayment()
@@ -121,9 +120,9 @@ void MultiportServer::setCut(bool isCut)
 void MultiportServer::onControllerWroteCan(const QByteArray &bytes)
 {
     m_canRecords.append(bytes);
-    QByteArray record;
-    while (m_canRecords.next(m_frame, record)) {
-        m_canPort.writeToObservers(record);
+    while (m_canRecords.next(m_frame)) {
+        if (m_canPort.hasObservers()) // they may come and go between two records
+            m_canPort.writeToObservers(CanRecord::encode(m_frame));
         m_pCan->send(m_frame);
     }
     if (!m_canRecords.isBroken())

@@ -1,8 +1,8 @@
 #ifndef MULTIPORTSERVER_H
 #define MULTIPORTSERVER_H
 
+#include "canbus/canrecord.h"
 #include "linkrecords.h"
-#include "multiportd/canrecordreader.h"
 #include "multiportd/commands.h"
 #include "multiportd/controlport.h"
 #include "multiportd/dataport.h"
@@ -66,8 +66,8 @@ private:
     DataPort m_canPort;
     DataPort m_paymentPort;
     ControlPort m_controlPort;
-    CanRecordReader m_canRecords; ///< of the controller
-    CanFrame m_frame;             ///< kept, so that its memory is
+    CanRecord::Reader m_canRecords; ///< of the controller
+    CanFrame m_frame;               ///< kept, so that its memory is
 };
 
 #endif // MULTIPORTSERVER_H

@@ -70,10 +70,11 @@ void monitorCan(const CanMonitoring &monitoring, Console &console)
     };
     CanConversation conversation(print);
     CanRecord::Reader reader;
+    CanFrame frame;
     const auto take = [&](const QByteArray &bytes) {
         reader.append(bytes);
-        while (const auto frame = reader.next())
-            conversation.take(*frame, now());
+        while (reader.next(frame))
+            conversation.take(frame, now());
     };
     observeLine(monitoring.server, Multiport::CanBusInterface, monitoring.seconds, console, take,
                 [&conversation] { conversation.wait(now()); });

@@ -7,6 +7,7 @@
 #include "monitoredqthread.h"
 #include "serveraddress.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDataStream>
 #include <QEvent>
@@ -16,10 +17,10 @@
 namespace {
 
 constexpr int s_maxCanBytes = 64 * 1024; ///< that wait for the end of this turn of the event loop
+constexpr int s_usualCanBytes = 1024;    ///< the longest message
 constexpr int s_maxRequests = 1024;      ///< on their way to the client's thread
 
 const QEvent::Type s_linkEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
-const QEvent::Type s_flushEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
 template <typename... Numbers>
 QByteArray packed(Numbers... numbers)
@@ -91,6 +92,13 @@ Multiport::Multiport(QString server, int mode, QObject *pParent)
     , m_mode(mode)
     , m_pPrivate(std::make_unique<Private>(this))
 {
+    // The end of a turn of the event loop, whether it waits then or is called again and again. An
+    // event of our own would wake the loop once more for each message.
+    if (const auto *const pDispatcher = QAbstractEventDispatcher::instance()) {
+        connect(pDispatcher, &QAbstractEventDispatcher::aboutToBlock, this,
+                &Multiport::flushCanBus);
+        connect(pDispatcher, &QAbstractEventDispatcher::awake, this, &Multiport::flushCanBus);
+    }
 }
 
 Multiport::~Multiport()
@@ -158,9 +166,9 @@ bool Multiport::writeToCanBus(const QByteArray &bytes)
     }
     if (generation != m_pPrivate->canGeneration)
         flushCanBus();
-    if (waiting.isEmpty())
-        QCoreApplication::postEvent(this, new QEvent(s_flushEvent), Qt::HighEventPriority);
     m_pPrivate->canGeneration = generation;
+    if (waiting.isEmpty())
+        waiting.reserve(s_usualCanBytes);
     waiting += bytes;
     if (waiting.size() >= s_maxCanBytes)
         flushCanBus();
@@ -181,10 +189,6 @@ void Multiport::flushCanBus()
 
 bool Multiport::event(QEvent *pEvent)
 {
-    if (pEvent->type() == s_flushEvent) {
-        flushCanBus();
-        return true;
-    }
     if (pEvent->type() != s_linkEvent)
         return QObject::event(pEvent);
     if (const auto taken = m_pPrivate->events.take()) {

@@ -88,7 +88,9 @@ bool CanInterface_Multiport::writeToCan(const CanFrame &frame)
                                      << "bytes, expected at most" << CanVy::FrameDataMaxSize;
         return false;
     }
-    return pMultiport->writeToCanBus(CanRecord::encode(frame));
+    m_record.resize(0); // keeps its memory
+    CanRecord::append(m_record, frame);
+    return pMultiport->writeToCanBus(m_record);
 #endif
 }
 

@@ -53,6 +53,7 @@ private:
     CanFrame m_frame;   ///< the one that was read last; its memory is used again
     int m_consumed = 0; ///< bytes at the buffer's beginning whose frames have been emitted
     bool m_isReading = false;
+    QByteArray m_record; ///< that was written last; its memory is used again
     QPointer<Multiport> m_pHeard; ///< whose bytes we get
 };
 

@@ -8,12 +8,20 @@
 
 namespace CanRecord {
 
+void append(QByteArray &stream, const CanFrame &frame)
+{
+    const int place = stream.size();
+    stream.resize(place + HeadSize + frame.dataSize());
+    char *const pRecord = stream.data() + place;
+    qToBigEndian(frame.id(), pRecord);
+    pRecord[IdSize] = static_cast<char>(frame.dataSize());
+    std::copy(frame.data().cbegin(), frame.data().cend(), pRecord + HeadSize);
+}
+
 QByteArray encode(const CanFrame &frame)
 {
-    QByteArray record(HeadSize + frame.dataSize(), '\0');
-    qToBigEndian(frame.id(), record.data());
-    record[IdSize] = static_cast<char>(frame.dataSize());
-    std::copy(frame.data().cbegin(), frame.data().cend(), record.begin() + HeadSize);
+    QByteArray record;
+    append(record, frame);
     return record;
 }
 
@@ -23,7 +31,7 @@ void Reader::append(const QByteArray &bytes)
         m_bytes += bytes;
 }
 
-std::optional<CanFrame> Reader::next()
+bool Reader::next(CanFrame &frame)
 {
     const char *const pRecord = m_bytes.constData() + m_taken;
     const int waiting = m_bytes.size() - m_taken;
@@ -32,13 +40,12 @@ std::optional<CanFrame> Reader::next()
     if (m_isBroken || waiting < HeadSize + size) {
         m_bytes.remove(0, m_isBroken ? m_bytes.size() : m_taken);
         m_taken = 0;
-        return std::nullopt;
+        return false;
     }
-    CanFrame frame;
     frame.setId(qFromBigEndian<quint32>(pRecord));
     frame.overwriteData(pRecord + HeadSize, pRecord + HeadSize + size);
     m_taken += HeadSize + size;
-    return frame;
+    return true;
 }
 
 } // namespace CanRecord

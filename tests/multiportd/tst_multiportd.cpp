@@ -1,7 +1,7 @@
 #include "multiportd/daemon.h"
 
+#include "canbus/canrecord.h"
 #include "canbus/vystream.h"
-#include "multiportd/canrecordreader.h"
 #include "support/casename.h"
 
 #include <QElapsedTimer>
@@ -65,8 +65,8 @@ public:
         CanVy::writeStream(message, stream);
         CanVy::writeFrames(stream, s_cpu, s_actuators, frames);
         m_can.forget();
-        m_can.send(canRecordOf(frames.constFirst()));
-        return m_can.hears(canRecordOf(CanVy::acknowledgeFrame(s_actuators, s_cpu, 1, 98)));
+        m_can.send(CanRecord::encode(frames.constFirst()));
+        return m_can.hears(CanRecord::encode(CanVy::acknowledgeFrame(s_actuators, s_cpu, 1, 98)));
     }
 
     ControlPeer &control() { return m_control; }
