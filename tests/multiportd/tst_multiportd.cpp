@@ -162,6 +162,29 @@ TEST(MultiportdTest, TellsTheServiceManagerThatItIsReadyAndThatItStops)
     ::close(descriptor);
 }
 
+/// The very bytes of docs/multiportd.md, but for the ports.
+TEST(MultiportdTest, AnswersAsItsPageSays)
+{
+    const Daemon daemon(s_simulate);
+    LinkPeer observer(daemon.port("can"));
+    LinkPeer can(daemon.port("can"));
+    ControlPeer control(daemon.port("control"));
+    control.sendHex("0007 01 56594d50 01 01");
+    control.send(QByteArray::fromHex("0007 02 0001 0a 01") +
+                 QByteArray(1, static_cast<char>(can.localPort() >> 8U)) +
+                 QByteArray(1, static_cast<char>(can.localPort())));
+    control.sendHex("0006 02 0002 1e 09 01");
+    EXPECT_TRUE(control.hears(QByteArray::fromHex("0005 82 0001 0a 00  0005 82 0002 1e 00")));
+    EXPECT_TRUE(control.received().startsWith(QByteArray::fromHex("000b 81 56594d50 01 01")));
+
+    can.sendHex("0025741c 06 02 0062 0000 60");
+    const QByteArray acknowledge = QByteArray::fromHex("0020e4ae 06 02 0001 0062 61");
+    EXPECT_TRUE(can.hears(acknowledge));
+    EXPECT_EQ(can.received(), acknowledge);
+    EXPECT_TRUE(observer.hears(QByteArray::fromHex("0025741c 06 02 0062 0000 60") + acknowledge));
+    EXPECT_TRUE(control.hears(QByteArray::fromHex("000104")));
+}
+
 // -- options --------------------------------------------------------------------------------------
 
 struct WrongCallCase
@@ -322,7 +345,7 @@ class MultiportdGarbage : public ::testing::TestWithParam<GarbageCase>
 
 TEST_P(MultiportdGarbage, IsSurvivedOnEveryPort)
 {
-    constexpr qint64 total = 8 << 20;  // bytes to each port
+    constexpr qint64 total = 8 << 20; // bytes to each port
     const QByteArray chunk = QByteArray::fromHex(GetParam().pEndless).repeated(1 << 14);
     Daemon daemon(s_simulate);
     GoodClient client(daemon);
