@@ -83,13 +83,14 @@ void ControlConnection::welcome(quint16 canPort, quint16 paymentPort)
         multiportlink::Welcome{multiportlink::Version, m_role, canPort, paymentPort}));
 }
 
-void ControlConnection::goodbye(Reason reason)
+void ControlConnection::goodbye(Reason reason, bool isLogged)
 {
     if (m_state == State::Ended)
         return;
     const QString text = textOf(reason);
     const bool isOurs = reason == Reason::ServerStops;
-    LogFormatter(isOurs ? 1 : 3, Log::Hardware) << Q_FUNC_INFO << name() << "dropped:" << text;
+    if (isLogged)
+        LogFormatter(isOurs ? 1 : 3, Log::Hardware) << Q_FUNC_INFO << name() << "dropped:" << text;
     m_pSocket->write(
         multiportlink::encode(multiportlink::Goodbye{static_cast<quint8>(reason), text}));
     end();

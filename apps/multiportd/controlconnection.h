@@ -27,8 +27,9 @@ public:
     void welcome(quint16 canPort, quint16 paymentPort);
     /// Answers the request that was told last.
     void answer(quint8 status);
-    /// Says so, with a line in the log, and closes; ended() comes from within.
-    void goodbye(multiportlink::Reason reason);
+    /// Says so, with a line in the log unless `isLogged` is false, and closes; ended() comes from
+    /// within.
+    void goodbye(multiportlink::Reason reason, bool isLogged = true);
 
 Q_SIGNALS:
     /// The client has introduced itself.

@@ -3,6 +3,8 @@
 #include "multiportd/clientsocket.h"
 #include "multiportd/controlconnection.h"
 
+#include <utility>
+
 using multiportlink::Reason;
 using multiportlink::Role;
 
@@ -24,7 +26,8 @@ void ControlPort::setDataPorts(quint16 canPort, quint16 paymentPort)
 void ControlPort::take(ClientSocket *pSocket)
 {
     if (m_greeting.size() == MaxGreeting)
-        m_greeting.constFirst()->goodbye(Reason::TooManyClients);
+        m_greeting.constFirst()->goodbye(Reason::TooManyClients,
+                                         !std::exchange(m_isFloodTold, true));
     auto *const pConnection = new ControlConnection(pSocket, this);
     m_greeting.append(pConnection);
     connect(pConnection, &ControlConnection::greeted, this,
@@ -48,6 +51,7 @@ void ControlPort::greet(ControlConnection *pConnection)
         pConnection->goodbye(Reason::TooManyClients);
         return;
     }
+    m_isFloodTold = false;
     m_greeting.removeOne(pConnection);
     pConnection->welcome(m_canPort, m_paymentPort);
     if (!isController) {

@@ -51,6 +51,7 @@ private:
     QList<ControlConnection *> m_greeting; ///< oldest first
     QList<ControlConnection *> m_observers;
     ControlConnection *m_pController = nullptr;
+    bool m_isFloodTold = false; ///< since somebody was welcome
 };
 
 #endif // CONTROLPORT_H

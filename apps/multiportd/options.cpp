@@ -77,6 +77,7 @@ void addOptions(CLI::App &app, Words &words)
     app.set_version_flag("--version", "multiportd " VY_VERSION);
     app.set_config("--config", "", "Read options from FILE: lines such as port-base=4000")
         ->type_name("FILE");
+    app.allow_config_extras(CLI::config_extras_mode::error);
     app.add_option("--listen", words.listen, "Listen on ADDRESS")
         ->capture_default_str()
         ->type_name("ADDRESS")

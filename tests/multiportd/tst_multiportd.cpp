@@ -4,6 +4,9 @@
 #include "canbus/vystream.h"
 #include "support/casename.h"
 
+#include <QCanBus>
+#include <QCanBusDevice>
+#include <QCanBusFrame>
 #include <QElapsedTimer>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -35,8 +38,11 @@ Outcome run(const QStringList &arguments)
 {
     QProcess process;
     process.start(QStringLiteral(MULTIPORTD_PROGRAM), arguments);
-    if (!process.waitForFinished(s_patienceMs))
+    if (!process.waitForFinished(s_patienceMs)) {
+        process.kill();
+        process.waitForFinished(s_patienceMs);
         return {-1, {}, {}};
+    }
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
             QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
@@ -154,6 +160,29 @@ TEST(MultiportdTest, TellsTheServiceManagerThatItIsReadyAndThatItStops)
     EXPECT_EQ(daemon.stop(), 0);
     EXPECT_EQ(heard(), "STOPPING=1");
     ::close(descriptor);
+}
+
+/// The very bytes of docs/multiportd.md, but for the ports.
+TEST(MultiportdTest, AnswersAsItsPageSays)
+{
+    const Daemon daemon(s_simulate);
+    LinkPeer observer(daemon.port("can"));
+    LinkPeer can(daemon.port("can"));
+    ControlPeer control(daemon.port("control"));
+    control.sendHex("0007 01 56594d50 01 01");
+    control.send(QByteArray::fromHex("0007 02 0001 0a 01") +
+                 QByteArray(1, static_cast<char>(can.localPort() >> 8U)) +
+                 QByteArray(1, static_cast<char>(can.localPort())));
+    control.sendHex("0006 02 0002 1e 09 01");
+    EXPECT_TRUE(control.hears(QByteArray::fromHex("0005 82 0001 0a 00  0005 82 0002 1e 00")));
+    EXPECT_TRUE(control.received().startsWith(QByteArray::fromHex("000b 81 56594d50 01 01")));
+
+    can.sendHex("0025741c 06 02 0062 0000 60");
+    const QByteArray acknowledge = QByteArray::fromHex("0020e4ae 06 02 0001 0062 61");
+    EXPECT_TRUE(can.hears(acknowledge));
+    EXPECT_EQ(can.received(), acknowledge);
+    EXPECT_TRUE(observer.hears(QByteArray::fromHex("0025741c 06 02 0062 0000 60") + acknowledge));
+    EXPECT_TRUE(control.hears(QByteArray::fromHex("000104")));
 }
 
 // -- options --------------------------------------------------------------------------------------
@@ -303,23 +332,31 @@ TEST(MultiportdTest, SurvivesAFloodOfConnections)
     EXPECT_TRUE(observer.greets(Role::Observer));
 }
 
-/// Every port is sent what has no end: lines without an end, records that are none.
-class MultiportdGarbage : public ::testing::TestWithParam<const char *>
+struct GarbageCase
+{
+    const char *pName;
+    const char *pFirst; ///< to the control port on each connection, in hexadecimal
+    const char *pEndless;
+};
+
+class MultiportdGarbage : public ::testing::TestWithParam<GarbageCase>
 {
 };
 
 TEST_P(MultiportdGarbage, IsSurvivedOnEveryPort)
 {
-    constexpr int total = 16 << 20; // bytes to each port
-    const QByteArray chunk = QByteArray::fromHex(GetParam()).repeated(1 << 14);
+    constexpr qint64 total = 8 << 20; // bytes to each port
+    const QByteArray chunk = QByteArray::fromHex(GetParam().pEndless).repeated(1 << 14);
     Daemon daemon(s_simulate);
     GoodClient client(daemon);
     int most = 0;
     for (const char *const pPort : s_pPorts) {
         std::unique_ptr<LinkPeer> pPeer;
-        for (int sent = 0; sent < total; sent += chunk.size()) {
-            if (!pPeer || !pPeer->isConnected())
+        for (qint64 sent = 0; sent < total; sent += chunk.size()) {
+            if (!pPeer || !pPeer->isConnected()) {
                 pPeer = std::make_unique<LinkPeer>(daemon.port(pPort));
+                pPeer->sendHex(GetParam().pFirst);
+            }
             pPeer->send(chunk);
             comes(
                 [&pPeer] { return pPeer->socket().bytesToWrite() == 0 || !pPeer->isConnected(); });
@@ -333,9 +370,132 @@ TEST_P(MultiportdGarbage, IsSurvivedOnEveryPort)
     EXPECT_EQ(client.control().asks(30, QByteArray::fromHex("0901")), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, MultiportdGarbage,
-                         ::testing::Values("4141414141414141",     // a line without an end
-                                           "0000000000000000",     // zeros
-                                           "ffffffffffffffff",     // ones
-                                           "000701 56594d50 0100", // hellos without an end
-                                           "000104 0ffe02"));      // a record that stays open
+constexpr GarbageCase s_garbageCases[] = {
+    {"LineWithoutEnd", "", "4141414141414141"},
+    {"Zeros", "", "0000000000000000"},
+    {"Ones", "", "ffffffffffffffff"},
+    {"Hellos", "", "000701 56594d50 0100"},
+    {"HeartbeatsOfAWelcomeObserver", "000701 56594d50 0100", "000104"},
+    {"RequestsOfAWelcomeObserver", "000701 56594d50 0100", "0006 02 0007 1e 0901"},
+    {"LongestRecordsOfAWelcomeObserver", "000701 56594d50 0100", "0ffe 02 0007 1e"},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, MultiportdGarbage, ::testing::ValuesIn(s_garbageCases), caseName);
+
+// -- a bus that another tool is on ----------------------------------------------------------------
+
+/// A CAN bus that is a TCP connection between processes: the server makes it, Qt's own tool listens
+/// to it, and a device of this process speaks on it (the tool cannot: it speaks before it is
+/// connected).
+class MultiportdVirtualCan : public ::testing::Test
+{
+protected:
+    MultiportdVirtualCan()
+        : m_bus(QStringLiteral("tcp://127.0.0.1:%1/can0").arg(freePort()))
+        , m_daemon({QStringLiteral("--can"), QStringLiteral("virtualcan:") + m_bus})
+        , m_control(m_daemon.port("control"))
+        , m_can(m_daemon.port("can"))
+    {
+        EXPECT_TRUE(m_control.greets(Role::Controller));
+        m_control.keepAlive();
+        EXPECT_EQ(m_control.claims(1, m_can), 0);
+    }
+
+    static quint16 freePort()
+    {
+        QTcpServer server;
+        EXPECT_TRUE(server.listen(QHostAddress::LocalHost));
+        return server.serverPort();
+    }
+
+    std::unique_ptr<QCanBusDevice> device()
+    {
+        std::unique_ptr<QCanBusDevice> pDevice(
+            QCanBus::instance()->createDevice(QStringLiteral("virtualcan"), m_bus));
+        EXPECT_TRUE(pDevice->connectDevice());
+        EXPECT_TRUE(
+            comes([&pDevice] { return pDevice->state() == QCanBusDevice::ConnectedState; }));
+        return pDevice;
+    }
+
+    QString m_bus;
+    Daemon m_daemon;
+    ControlPeer m_control;
+    LinkPeer m_can;
+};
+
+TEST_F(MultiportdVirtualCan, OtherToolSeesTheControllersFrames)
+{
+    QProcess tool;
+    tool.start(QStringLiteral(CANBUSUTIL_PROGRAM),
+               {QStringLiteral("-l"), QStringLiteral("virtualcan"), m_bus});
+    QByteArray seen;
+    ASSERT_TRUE(comes([this, &tool, &seen] { // it says nothing when it is there
+        m_can.send(QByteArray::fromHex("00254419 06 02002a000028"));
+        seen += tool.readAllStandardOutput();
+        return seen.contains("28");
+    })) << tool.readAllStandardError().toStdString();
+    const QByteArray line = seen.left(seen.indexOf('\n')).simplified();
+    EXPECT_EQ(line, "00254419 [6] 02 00 2A 00 00 28");
+    tool.kill();
+    tool.waitForFinished(s_patienceMs);
+}
+
+TEST_F(MultiportdVirtualCan, ControllerGetsTheOthersExtendedDataFramesOnly)
+{
+    const auto pDevice = device();
+    const auto speak = [&pDevice](quint32 id, bool isExtended, const QByteArray &payload) {
+        QCanBusFrame frame(id, payload);
+        frame.setExtendedFrameFormat(isExtended);
+        EXPECT_TRUE(pDevice->writeFrame(frame));
+    };
+    speak(0x123, false, "\x01");
+    speak(0x124, false, "\x01");
+    QCanBusFrame remote(QCanBusFrame::RemoteRequestFrame);
+    remote.setFrameId(0x00254419);
+    remote.setExtendedFrameFormat(true);
+    EXPECT_TRUE(pDevice->writeFrame(remote));
+    speak(0x1FFFFFFF, true, QByteArray::fromHex("0102030405060708"));
+    speak(0x00254419, true, {});
+    const QByteArray expected = QByteArray::fromHex("1fffffff 08 0102030405060708 00254419 00");
+    EXPECT_TRUE(m_can.hears(expected));
+    EXPECT_EQ(m_can.received(), expected);
+    EXPECT_EQ(m_daemon.errors().count(QStringLiteral("Not relayed")), 1);
+}
+
+TEST_F(MultiportdVirtualCan, IdentifierThatNoBusHasIsDropped)
+{
+    const auto pDevice = device();
+    m_can.send(QByteArray::fromHex("20000000 01 01 1fffffff 01 02"));
+    ASSERT_TRUE(comes([&pDevice] { return pDevice->framesAvailable() > 0; }));
+    const QVector<QCanBusFrame> frames = pDevice->readAllFrames();
+    ASSERT_EQ(frames.size(), 1);
+    EXPECT_EQ(frames.constFirst().frameId(), 0x1FFFFFFFU);
+    EXPECT_TRUE(frames.constFirst().hasExtendedFrameFormat());
+    EXPECT_EQ(frames.constFirst().payload(), QByteArray(1, '\2'));
+    EXPECT_TRUE(
+        m_daemon.errors().contains(QStringLiteral("identifier 0x20000000 has more than 29 bits")));
+}
+
+/// The bus is another process's, which goes and comes again.
+TEST(MultiportdBusLossTest, EndsTheControllersConnectionUntilTheBusIsBack)
+{
+    QTcpServer bus;
+    ASSERT_TRUE(bus.listen(QHostAddress::LocalHost));
+    const quint16 port = bus.serverPort();
+    Daemon daemon(
+        {QStringLiteral("--can"), QStringLiteral("virtualcan:tcp://127.0.0.1:%1/can0").arg(port)});
+    ASSERT_TRUE(comes([&bus] { return bus.hasPendingConnections(); }));
+    ControlPeer control(daemon.port("control"));
+    ASSERT_TRUE(control.greets(Role::Controller));
+    control.keepAlive();
+    LinkPeer can(daemon.port("can"));
+    ASSERT_EQ(control.claims(1, can), 0);
+
+    delete bus.nextPendingConnection();
+    EXPECT_TRUE(can.isClosed());
+    LinkPeer early(daemon.port("can"));
+    EXPECT_EQ(control.claims(1, early), 6);
+    ASSERT_TRUE(comes([&bus] { return bus.hasPendingConnections(); }));
+    LinkPeer later(daemon.port("can"));
+    EXPECT_TRUE(comes([&] { return control.claims(1, later) == 0; }));
+}

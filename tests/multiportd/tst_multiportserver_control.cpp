@@ -148,6 +148,7 @@ TEST_F(ServerTest, WhoSaysNothingMakesRoomForTheNext)
     for (int oldest = 0; oldest < 3; ++oldest)
         EXPECT_EQ(silent.at(static_cast<size_t>(oldest))->goodbye(), 4);
     EXPECT_TRUE(silent.at(3)->isConnected());
+    EXPECT_EQ(m_log.count("dropped: too many clients", 3), 1); // once until somebody is welcome
     EXPECT_TRUE(controller()->isConnected());
 }
 
