@@ -10,8 +10,8 @@
 #include <QJsonObject>
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTest>
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -30,10 +30,10 @@ protected:
     static Outcome sim(const QStringList &words)
     {
         QProcess process;
-        QSignalSpy finished(&process,
-                            QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished));
         process.start(QStringLiteral(VYHW_PROGRAM), QStringList{QStringLiteral("sim")} + words);
-        if (!finished.wait(30000) || process.exitStatus() != QProcess::NormalExit)
+        const bool isOver =
+            QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 30000);
+        if (!isOver || process.exitStatus() != QProcess::NormalExit)
             return {-1, QString(), process.errorString()};
         return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
                 QString::fromUtf8(process.readAllStandardError())};
