@@ -273,6 +273,16 @@ TEST_F(PaymentPeripheralTest, ADisabledReaderForgetsTheCard)
     EXPECT_EQ(m_line.told(), s_ack);
 }
 
+TEST_F(PaymentPeripheralTest, AResetForgetsTheCard)
+{
+    m_line.enable();
+    m_reader.presentCard(300);
+    m_line.enable(); // begins with a reset
+    EXPECT_EQ(m_reader.funds(), 0);
+    EXPECT_EQ(m_line.told(), s_ack);
+    EXPECT_EQ(m_reader.state(), State::Enabled);
+}
+
 TEST_F(PaymentPeripheralTest, ACardTakenAwayAsksForTheEndOfTheSessionOnce)
 {
     m_line.beginSession(300);
@@ -400,8 +410,8 @@ TEST_F(PaymentPeripheralTest, SaysWhatItsPageSays)
 TEST_F(PaymentPeripheralTest, LogsWhatItDoesNotUnderstand)
 {
     LogSpy log;
-    m_line.answerToBytes("01 15");
-    EXPECT_EQ(log.count("unknown command", 3), 1);
+    m_line.answerToBytes("01 15 00 15 00 00");
+    EXPECT_EQ(log.count("unknown command 15", 3), 1); // and not at each of its bytes
     m_line.answerToBytes("05");
     EXPECT_EQ(log.count("mode byte 5", 3), 1);
 }
