@@ -81,9 +81,11 @@ void ControlConsole::onNewConnection()
 
 void ControlConsole::readLines(QLocalSocket *pClient)
 {
-    while (pClient->isOpen() && pClient->canReadLine())
+    // An answer may have ended the connection, or found it ended.
+    const auto isConnected = [pClient] { return pClient->state() == QLocalSocket::ConnectedState; };
+    while (isConnected() && pClient->canReadLine())
         answer(pClient, pClient->readLine());
-    if (pClient->isOpen() && pClient->bytesAvailable() >= MaxLine)
+    if (isConnected() && pClient->bytesAvailable() >= MaxLine)
         drop(pClient, QStringLiteral("endless line; expected at most %1 bytes").arg(MaxLine));
 }
 

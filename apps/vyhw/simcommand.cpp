@@ -6,6 +6,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <QDeadlineTimer>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -46,16 +47,17 @@ std::optional<QByteArray> lineAnswering(const QString &path, const QByteArray &l
     QLocalSocket socket;
     socket.connectToServer(path);
     if (!socket.waitForConnected(left())) {
-        *pReason = QStringLiteral("no simulator listens there (%1); expected a running "
-                                  "multiportd --simulate, or its console's path in --console")
-                       .arg(socket.errorString());
+        const bool isDenied = socket.error() == QLocalSocket::SocketAccessError;
+        *pReason = isDenied ? QStringLiteral("belongs to another user")
+                            : QStringLiteral("no simulator listens there; expected a running "
+                                             "multiportd --simulate, or its console's path in "
+                                             "--console");
         return std::nullopt;
     }
     socket.write(line);
     while (!socket.canReadLine() && socket.bytesAvailable() < s_maxAnswer) {
         if (!socket.waitForReadyRead(left())) {
-            *pReason =
-                QStringLiteral("the simulator does not answer (%1)").arg(socket.errorString());
+            *pReason = QStringLiteral("the simulator does not answer");
             return std::nullopt;
         }
     }
@@ -66,8 +68,9 @@ std::optional<QByteArray> lineAnswering(const QString &path, const QByteArray &l
 std::optional<QJsonObject> ask(const Arguments &arguments, const QJsonObject &command,
                                Console &console)
 {
-    const QString path =
+    const QString given =
         arguments.path.empty() ? defaultConsolePath() : QString::fromStdString(arguments.path);
+    const QString path = QFileInfo(given).absoluteFilePath(); // Qt looks for others in /tmp
     QString reason;
     const std::optional<QByteArray> line =
         lineAnswering(path, QJsonDocument(command).toJson(QJsonDocument::Compact) + '\n', &reason);

@@ -282,6 +282,49 @@ TEST_F(PaymentMasterTest, ALineThatFailsInASessionEndsIt)
     EXPECT_FALSE(m_master.requestVend(1, 1));
 }
 
+TEST_F(PaymentMasterTest, ASecondFailureIsToldAgain)
+{
+    const QStringList failure = {QStringLiteral("failed: no answer to request 0x1200")};
+    start();
+    for (int i = 0; i < 2; ++i) {
+        m_reader.setFault(Fault::Silence, true);
+        EXPECT_EQ(toldIn(10000), failure);
+        m_reader.setFault(Fault::Silence, false);
+        EXPECT_EQ(toldIn(3000), QStringList{QStringLiteral("ready")});
+    }
+}
+
+TEST_F(PaymentMasterTest, APaymentThatTheLineBrokeOffDoesNotStandInTheWayOfTheNext)
+{
+    beginSession(150);
+    m_master.requestVend(120, 7);
+    EXPECT_EQ(toldIn(200), QStringList{QStringLiteral("approved 120")});
+    m_reader.setFault(Fault::Silence, true);
+    ReaderLine::advance(1000);
+    EXPECT_FALSE(m_master.finishVend(true));
+    m_reader.setFault(Fault::Silence, false);
+    ReaderLine::advance(3000);
+    m_told.clear();
+    ASSERT_TRUE(m_reader.presentCard(150));
+    EXPECT_EQ(toldIn(200), QStringList{QStringLiteral("began 150")});
+    EXPECT_TRUE(m_master.requestVend(120, 7));
+    EXPECT_EQ(toldIn(200), QStringList{QStringLiteral("approved 120")});
+}
+
+TEST_F(PaymentMasterTest, AReaderMayEndASessionByItself)
+{
+    beginSession(150);
+    m_master.requestVend(120, 7);
+    EXPECT_EQ(toldIn(200), QStringList{QStringLiteral("approved 120")});
+    m_reader.setFault(Fault::Silence, true);
+    ReaderLine::advance(100); // a poll has been sent
+    m_master.onCharacter(false, EndSession);
+    m_master.onCharacter(true, EndSession);
+    EXPECT_EQ(m_told, QStringList{QStringLiteral("ended")});
+    EXPECT_FALSE(m_master.isInSession());
+    EXPECT_FALSE(m_master.finishVend(true));
+}
+
 TEST_F(PaymentMasterTest, TwoWrongChecksumsAreRepeatedAndNothingIsLost)
 {
     start();

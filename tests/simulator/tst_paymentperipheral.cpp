@@ -4,6 +4,7 @@
 #include "support/casename.h"
 #include "support/logspy.h"
 
+#include <QFile>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
@@ -154,6 +155,22 @@ INSTANTIATE_TEST_SUITE_P(Lines, BytesTable, ::testing::ValuesIn(s_bytesCases), c
 class PaymentPeripheralTest : public ::testing::Test
 {
 protected:
+    /// What the reader says to a block, which is acknowledged; all without mode bits.
+    QByteArray saidTo(const QByteArray &request)
+    {
+        Characters characters;
+        for (const char byte : request)
+            characters.append({characters.isEmpty(), static_cast<unsigned char>(byte)});
+        m_reader.hear(toBytes(characters));
+        const QByteArray answer = QByteArray::fromHex(m_line.taken());
+        QByteArray said;
+        for (int i = 1; i < answer.size(); i += 2)
+            said.append(answer.at(i));
+        if (said.size() > 1)
+            m_line.acknowledge();
+        return said;
+    }
+
     ReaderLine m_line;
     PaymentPeripheral &m_reader = m_line.reader;
 };
@@ -254,6 +271,16 @@ TEST_F(PaymentPeripheralTest, ADisabledReaderForgetsTheCard)
     EXPECT_EQ(m_line.answerTo(ReaderDisable), s_ack);
     EXPECT_EQ(m_line.answerTo(ReaderEnable), s_ack);
     EXPECT_EQ(m_line.told(), s_ack);
+}
+
+TEST_F(PaymentPeripheralTest, AResetForgetsTheCard)
+{
+    m_line.enable();
+    m_reader.presentCard(300);
+    m_line.enable(); // begins with a reset
+    EXPECT_EQ(m_reader.funds(), 0);
+    EXPECT_EQ(m_line.told(), s_ack);
+    EXPECT_EQ(m_reader.state(), State::Enabled);
 }
 
 TEST_F(PaymentPeripheralTest, ACardTakenAwayAsksForTheEndOfTheSessionOnce)
@@ -357,11 +384,34 @@ TEST_F(PaymentPeripheralTest, ARepeatedAnswerComesTwice)
     EXPECT_EQ(m_line.answerTo(Poll), QByteArray("00 00 01 00 00 00 01 00"));
 }
 
+TEST_F(PaymentPeripheralTest, SaysWhatItsPageSays)
+{
+    QFile page(QStringLiteral(DOCS_FOLDER "/simulator.md"));
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    int rows = 0;
+    const QList<QByteArray> lines = page.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        const QList<QByteArray> cells =
+            line.split('|'); // the master's bytes at 1, the reader's at 3
+        const QByteArray request = QByteArray::fromHex(cells.value(1));
+        if (cells.size() != 6 || request.isEmpty() || request.toHex(' ') != cells.at(1).trimmed())
+            continue;
+        ++rows;
+        EXPECT_EQ(saidTo(request).toHex(' '), cells.at(3).trimmed()) << line.constData();
+        if (m_reader.state() == State::Enabled && m_reader.vends() == 0) {
+            EXPECT_TRUE(m_reader.presentCard(150));
+        }
+    }
+    EXPECT_EQ(rows, 10);
+    EXPECT_EQ(m_reader.vends(), 1);
+    EXPECT_EQ(m_reader.state(), State::Enabled);
+}
+
 TEST_F(PaymentPeripheralTest, LogsWhatItDoesNotUnderstand)
 {
     LogSpy log;
-    m_line.answerToBytes("01 15");
-    EXPECT_EQ(log.count("unknown command", 3), 1);
+    m_line.answerToBytes("01 15 00 15 00 00");
+    EXPECT_EQ(log.count("unknown command 15", 3), 1); // and not at each of its bytes
     m_line.answerToBytes("05");
     EXPECT_EQ(log.count("mode byte 5", 3), 1);
 }

@@ -96,6 +96,15 @@ TEST_F(SimulatedBoardTest, TakesInterleavedMessagesOfTwoSenders)
               QStringList({s_ack, QStringLiteral("419>721 0: 0x02 0x00 0x01 0x00 0x24 0x27")}));
 }
 
+TEST_F(SimulatedBoardTest, TakesInterleavedMessagesToItsOwnAndTheSharedAddress)
+{
+    const QList<CanFrame> one = framesOf(SimulatedBus::Computer, s_address, 0x24, payload(10));
+    const QList<CanFrame> two =
+        framesOf(SimulatedBus::Computer, CanVy::Address::Shared, 0x24, payload(10));
+    m_bus.send({one.at(0), two.at(0), one.at(1), two.at(1)});
+    EXPECT_EQ(m_bus.saidAfter(0), QStringList({s_ack, s_ack}));
+}
+
 TEST_F(SimulatedBoardTest, IsSilentToAWrongChecksum)
 {
     QList<CanFrame> frames = framesOf(SimulatedBus::Computer, s_address, 0x24, payload(10));
@@ -114,6 +123,28 @@ TEST_F(SimulatedBoardTest, IsSilentToAMessageWithoutItsMiddle)
     m_bus.send(frames);
     EXPECT_EQ(m_bus.saidAfter(1000), QStringList());
     m_bus.send(s_address, 0x24); // and nothing of it is left
+    EXPECT_EQ(m_bus.saidAfter(0), QStringList{s_ack});
+}
+
+TEST_F(SimulatedBoardTest, OverlooksAFrameThatComesTwice)
+{
+    QList<CanFrame> frames = framesOf(SimulatedBus::Computer, s_address, 0x24, payload(20));
+    frames.insert(1, frames.at(1));
+    m_bus.send(frames);
+    EXPECT_EQ(m_bus.saidAfter(0), QStringList{s_ack});
+    ASSERT_EQ(m_board.messages.size(), 1);
+    EXPECT_EQ(m_board.messages.first().data().mid(2), payload(20));
+}
+
+TEST_F(SimulatedBoardTest, ANewMessageOfTheSameSenderEndsTheOneBefore)
+{
+    const QList<CanFrame> frames = framesOf(SimulatedBus::Computer, s_address, 0x24, payload(18));
+    m_bus.send({frames.at(0), frames.at(1)});
+    m_bus.send(frames);
+    EXPECT_EQ(m_bus.saidAfter(0), QStringList{s_ack});
+    m_bus.send({frames.at(0), frames.at(1)});
+    m_bus.send(s_address, 0x24); // of one frame
+    m_bus.send({frames.at(2)});
     EXPECT_EQ(m_bus.saidAfter(0), QStringList{s_ack});
 }
 
@@ -217,6 +248,17 @@ TEST_F(SimulatedBoardTest, LosesWhatIsMoreThanCanWait)
     EXPECT_EQ(m_bus.saidAfter(0).size(), SimulatedBoard::MaxWaiting);
     m_board.speak(SimulatedBus::Computer, 0x11);
     EXPECT_EQ(m_bus.saidAfter(0).size(), 1);
+}
+
+TEST_F(SimulatedBoardTest, HasRoomForAsMuchAgainAfterARestart)
+{
+    for (int i = 0; i < SimulatedBoard::MaxWaiting; ++i)
+        m_board.speak(SimulatedBus::Computer, 0x11);
+    m_board.restart(std::chrono::milliseconds(10));
+    EXPECT_EQ(m_bus.saidAfter(10).size(), 0);
+    for (int i = 0; i < SimulatedBoard::MaxWaiting; ++i)
+        m_board.speak(SimulatedBus::Computer, 0x11);
+    EXPECT_EQ(m_bus.saidAfter(0).size(), SimulatedBoard::MaxWaiting);
 }
 
 TEST_F(SimulatedBoardTest, MayBeDeletedByWhoeverHearsIt)

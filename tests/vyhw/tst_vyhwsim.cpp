@@ -5,13 +5,14 @@
 #include "support/scopedvariable.h"
 #include "vyhw/vyhw.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTest>
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -30,10 +31,10 @@ protected:
     static Outcome sim(const QStringList &words)
     {
         QProcess process;
-        QSignalSpy finished(&process,
-                            QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished));
         process.start(QStringLiteral(VYHW_PROGRAM), QStringList{QStringLiteral("sim")} + words);
-        if (!finished.wait(30000) || process.exitStatus() != QProcess::NormalExit)
+        const bool isOver =
+            QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 30000);
+        if (!isOver || process.exitStatus() != QProcess::NormalExit)
             return {-1, QString(), process.errorString()};
         return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
                 QString::fromUtf8(process.readAllStandardError())};
@@ -163,9 +164,28 @@ TEST_F(VyhwSimTest, WithoutSimulatorSaysWhereItLooked)
     const QString path = m_folder.filePath(QStringLiteral("none.sock"));
     const Outcome outcome = sim({QStringLiteral("status"), QStringLiteral("--console"), path});
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_TRUE(
-        outcome.err.startsWith(QStringLiteral("vyhw: %1: no simulator listens there (").arg(path)))
-        << qPrintable(outcome.err);
+    EXPECT_EQ(outcome.err,
+              QStringLiteral("vyhw: %1: no simulator listens there; expected a running multiportd "
+                             "--simulate, or its console's path in --console\n")
+                  .arg(path));
+}
+
+TEST_F(VyhwSimTest, AConnectionThatEndsWithoutAnswerIsTold)
+{
+    const QString path = m_folder.filePath(QStringLiteral("other.sock"));
+    QLocalServer other;
+    ASSERT_TRUE(other.listen(path));
+    QObject::connect(&other, &QLocalServer::newConnection, &other,
+                     [&other] { other.nextPendingConnection()->abort(); });
+    const Outcome outcome = sim({QStringLiteral("status"), QStringLiteral("--console"), path});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.err, QStringLiteral("vyhw: %1: the simulator does not answer\n").arg(path));
+}
+
+TEST_F(VyhwSimTest, ARelativePathIsOneFromTheCurrentFolder)
+{
+    const QString path = QDir::current().relativeFilePath(m_path);
+    EXPECT_EQ(sim({QStringLiteral("status"), QStringLiteral("--console"), path}).exitCode, 0);
 }
 
 TEST_F(VyhwSimTest, AnotherProgramsAnswerIsTold)
