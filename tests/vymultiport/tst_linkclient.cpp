@@ -3,6 +3,7 @@
 #include "support/logspy.h"
 #include "vymultiport/linkserver.h"
 
+#include <QTcpSocket>
 #include <gtest/gtest.h>
 
 using namespace multiportlink;
@@ -166,4 +167,42 @@ TEST_F(LinkClientTest, EventsThatNobodyTakesStayWithTheServerAndAreNotLost)
             ++taken;
         return taken == sent;
     })) << taken;
+}
+
+TEST_F(LinkClientTest, BytesThatHadNoRoomAreToldBeforeTheirConnectionIsClosed)
+{
+    ASSERT_TRUE(connect());
+    m_client.canBus()->setWanted(true);
+    ASSERT_TRUE(waitUntil([this] { return m_client.canBus()->generation() != 0; }));
+    m_events.put({LinkEvent::Type::PaymentData, 0, 0, QByteArray(256 * 1024, 'x')});
+    m_server.send(LinkServer::CanBus, "rest");
+    auto *const pSocket = m_client.canBus()->findChild<QTcpSocket *>();
+    ASSERT_TRUE(waitUntil([=] { return pSocket->bytesAvailable() == 4; }));
+    m_client.canBus()->setWanted(false);
+    QByteArray bytes;
+    bool isClosed = false;
+    while (const auto taken = m_events.take()) {
+        if (taken->event.type == LinkEvent::Type::CanConnected)
+            isClosed = taken->event.first == 0;
+        if (taken->event.type != LinkEvent::Type::CanData)
+            continue;
+        bytes += taken->event.bytes;
+        EXPECT_FALSE(isClosed);
+    }
+    EXPECT_TRUE(isClosed);
+    EXPECT_EQ(bytes, QByteArray("rest"));
+}
+
+TEST_F(LinkClientTest, NoConnectionHoldsSmallWritesBack)
+{
+    ASSERT_TRUE(connect());
+    m_client.canBus()->setWanted(true);
+    m_client.payment()->setWanted(true);
+    ASSERT_TRUE(waitUntil([this] {
+        return m_client.canBus()->generation() != 0 && m_client.payment()->generation() != 0;
+    }));
+    const auto sockets = m_client.findChildren<QTcpSocket *>();
+    ASSERT_EQ(sockets.size(), 3);
+    for (QTcpSocket *const pSocket : sockets)
+        EXPECT_EQ(pSocket->socketOption(QAbstractSocket::LowDelayOption).toInt(), 1);
 }

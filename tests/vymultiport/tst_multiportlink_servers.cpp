@@ -95,6 +95,21 @@ TEST_F(MultiportServerTest, PausesBetweenAttemptsGrowToOneAndAHalfSeconds)
     }
 }
 
+TEST_F(MultiportServerTest, WhatComesBeforeTheWelcomeIsNotTold)
+{
+    int events = 0;
+    QObject::connect(&client(), &Multiport::daddUpperMicroswitchStatus, &client(),
+                     [&](unsigned char) { ++events; });
+    m_server.setGreeting(
+        encode(Status{1, 30, 0}) + encode(Event{7, "1"}) +
+        encode(Welcome{1, Role::Controller, m_server.port(LinkServer::CanBus), 1}));
+    client().init(true);
+    ASSERT_TRUE(waitUntil([this] { return isUp(); }));
+    pass(50);
+    EXPECT_EQ(m_journal, QStringList{QStringLiteral("server 1")});
+    EXPECT_EQ(events, 0);
+}
+
 // -- silence --------------------------------------------------------------------------------------
 
 TEST_F(MultiportServerTest, SilentServerIsFoundWithinThreeHeartbeats)
