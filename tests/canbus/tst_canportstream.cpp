@@ -3,6 +3,7 @@
 #include "canbus/multiportmachine.h"
 #include "support/casename.h"
 #include "support/logspy.h"
+#include "vymultiport/linkpage.h"
 
 #include <QEventLoop>
 #include <QPointer>
@@ -66,6 +67,12 @@ protected:
     CanInterface_Multiport m_interface{nullptr};
     QList<CanFrame> m_received;
 };
+
+TEST_F(CanPortStreamTest, RecordOfThePageIsAFrame)
+{
+    m_machine.deliver(linkpage::examples().value(0).bytes);
+    EXPECT_EQ(received(), "254419:02002a000028");
+}
 
 struct StreamCase
 {

@@ -125,6 +125,17 @@ TEST_F(LinkQueueTest, ManySmallEventsFillItToo)
     EXPECT_LE(events, 10000);
 }
 
+TEST_F(LinkQueueTest, JoinedBytesAreOneEventAndLeaveNothingBehind)
+{
+    for (int round = 0; round < 10; ++round) {
+        for (int i = 0; i < 200000; ++i)
+            m_queue.put(data(LinkEvent::Type::CanData, "x"));
+        EXPECT_FALSE(m_queue.isFull()) << round;
+        EXPECT_EQ(m_queue.take()->event.bytes.size(), 200000);
+        EXPECT_FALSE(m_queue.take());
+    }
+}
+
 // Two sockets ask: the one that was sent away first must be called back, whatever the other hears.
 TEST_F(LinkQueueTest, StaysFullForWhoeverAsksUntilItHasSaidThatThereIsRoom)
 {

@@ -306,12 +306,14 @@ TEST_F(MultiportLinkTest, WhatWasTakenStillLeavesWhenTheClientIsDeleted)
     connectAll();
     const QByteArray large(200000, 'x');
     EXPECT_TRUE(client().writeToCanBus(large));
+    EXPECT_TRUE(client().writeToCanBus("last words"));
     EXPECT_EQ(writeToPayment("money"), 5);
     client().setOutputEnabled(9, true);
     m_pClient.reset();
     ASSERT_TRUE(waitUntil([this] { return !m_server.hasController(); }));
     EXPECT_EQ(m_server.requests(MultiportProtocol::CommandSetOutput).size(), 1);
-    EXPECT_TRUE(waitUntil([&] { return m_server.received(LinkServer::CanBus) == large; }, 1000));
+    EXPECT_TRUE(waitUntil(
+        [&] { return m_server.received(LinkServer::CanBus) == large + "last words"; }, 1000));
     EXPECT_EQ(m_server.received(LinkServer::Payment), QByteArray("money"));
 }
 
