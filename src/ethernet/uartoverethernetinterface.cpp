@@ -136,7 +136,7 @@ bool UartOverEthernetInterface::onSetDatabits(int databits)
 }
 
 /// onCommandTerminated() hears how it ended.
-bool UartOverEthernetInterface::setSerialLine(int databits)
+bool UartOverEthernetInterface::setSerialLine(int databits) const
 {
     if (!isMultiportAvailable() || !multiport()->isOpen(Multiport::PaymentInterface))
         return true;

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QPointer>
 #include <QTimer>
+
 #include <optional>
 
 class Multiport;
@@ -95,7 +96,7 @@ private:
     void onCommandTerminated(unsigned char command, unsigned char status);
     void onDataReceived(unsigned int port, const QByteArray &bytes);
     void onPollTimeout();
-    bool setSerialLine(int databits);
+    bool setSerialLine(int databits) const;
     bool canWriteModes(const char *pFunction) const;
 
     static QByteArray s_outgoing; ///< 9-bit characters on their way; one for all instances

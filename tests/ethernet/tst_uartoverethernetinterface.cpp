@@ -1,7 +1,6 @@
 #include "ethernet/uartoverethernetinterface.h"
 
 #include "ethernet/paymentmachine.h"
-#include "support/assertspy.h"
 #include "support/casename.h"
 #include "support/exittest.h"
 #include "support/logfolder.h"

@@ -5,7 +5,6 @@
 #include "support/casename.h"
 #include "support/virtualtime.h"
 
-#include <QSignalSpy>
 #include <QStringList>
 #include <gtest/gtest.h>
 #include <memory>
