@@ -270,7 +270,6 @@ bool UartOverEthernetInterface::writeAndFlushData(QByteArray &bytes)
 
 bool UartOverEthernetInterface::readByte(unsigned char &byte)
 {
-    m_mode.reset();
     if (m_readable == 0)
         return false;
     --m_readable;
@@ -280,26 +279,21 @@ bool UartOverEthernetInterface::readByte(unsigned char &byte)
 
 bool UartOverEthernetInterface::readByte(unsigned char &byte, bool &mode)
 {
-    std::optional<bool> readMode = m_mode;
-    if (!readMode) {
-        unsigned char modeByte = 0;
-        if (!readByte(modeByte))
-            return false;
-        if (modeByte > 1) {
-            LogFormatter(3, Log::Hardware)
-                << Q_FUNC_INFO << "Mode byte is not address or data byte, flushing !";
-            clearIncomingData();
-            return false;
-        }
-        readMode = modeByte == 1;
+    unsigned char modeByte = 0;
+    if (!readByte(modeByte))
+        return false;
+    if (modeByte > 1) {
+        LogFormatter(3, Log::Hardware)
+            << Q_FUNC_INFO << "Mode byte is not address or data byte, flushing !";
+        clearIncomingData();
+        return false;
     }
-    if (readByte(byte)) {
-        mode = *readMode;
-        return true;
+    if (!readByte(byte)) {
+        LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << "Failed reading second byte !";
+        return false;
     }
-    LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << "Failed reading second byte !";
-    m_mode = readMode; // the network may cut a character in two
-    return false;
+    mode = modeByte == 1;
+    return true;
 }
 
 void UartOverEthernetInterface::clearIncomingData()
@@ -312,7 +306,6 @@ void UartOverEthernetInterface::clearIncomingData()
     }
     m_incoming.clear();
     m_readable = 0;
-    m_mode.reset();
 }
 
 void UartOverEthernetInterface::onDataReceived(unsigned int /*port*/, const QByteArray &bytes)

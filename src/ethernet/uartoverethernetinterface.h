@@ -8,8 +8,6 @@
 #include <QPointer>
 #include <QTimer>
 
-#include <optional>
-
 class Multiport;
 class MultiportInterface;
 
@@ -62,8 +60,8 @@ public:
     bool writeBytes(const QVector<QPair<bool, unsigned char>> &characters) override;
 
     bool readByte(unsigned char &byte) override;
-    /// A mode that is none forgets all that waits. A mode whose byte has not come yet gives false;
-    /// the byte is then read with this mode when it has come.
+    /// A mode that is none forgets all that waits. A mode whose byte has not come is taken and
+    /// lost.
     bool readByte(unsigned char &byte, bool &mode) override;
 
     void clearIncomingData() override;
@@ -108,8 +106,7 @@ private:
     bool m_isPaymentConnected = false;
     bool m_isSerialSetupDone = false;
     QList<unsigned char> m_incoming;
-    int m_readable = 0;         ///< of m_incoming, what was reported; the rest is about to be
-    std::optional<bool> m_mode; ///< read already, of a character whose byte has not come yet
+    int m_readable = 0; ///< of m_incoming, what was reported; the rest is about to be
 };
 
 #endif // UARTOVERETHERNETINTERFACE_H

@@ -185,33 +185,15 @@ TEST_F(UartReadingTest, Incoming00AloneGivesFailedReadingSecondByte)
     EXPECT_EQ(m_uart.readAll(), QByteArray());
 }
 
-TEST_F(UartReadingTest, CharacterThatTheNetworkHasCutInTwoIsReadWhenItIsWhole)
+TEST_F(UartReadingTest, ModeWithoutItsByteIsTakenAndTheNextCharacterIsReadWhole)
 {
     m_uart.setDatabits(9);
-    m_machine.deliver("01");
+    m_machine.deliver("00");
     EXPECT_FALSE(readCharacter().isRead);
-    EXPECT_FALSE(readCharacter().isRead);
-    m_machine.deliver("02 00 31");
-    const Character first = readCharacter();
-    EXPECT_TRUE(first.isRead);
-    EXPECT_TRUE(first.mode);
-    EXPECT_EQ(first.byte, 0x02);
-    const Character second = readCharacter();
-    EXPECT_TRUE(second.isRead);
-    EXPECT_FALSE(second.mode);
-    EXPECT_EQ(second.byte, 0x31);
-}
-
-TEST_F(UartReadingTest, ModeWithoutItsByteIsForgottenWithAllThatWaits)
-{
-    m_uart.setDatabits(9);
-    m_machine.deliver("01");
-    EXPECT_FALSE(readCharacter().isRead);
-    m_uart.clearIncomingData();
-    m_machine.deliver("00 31");
+    m_machine.deliver("01 31");
     const Character character = readCharacter();
     EXPECT_TRUE(character.isRead);
-    EXPECT_FALSE(character.mode);
+    EXPECT_TRUE(character.mode);
     EXPECT_EQ(character.byte, 0x31);
 }
 
