@@ -125,7 +125,7 @@ Options understood(const Words &words)
 
 } // namespace
 
-std::optional<Options> parseOptions(int argc, const char *const *argv, int *pExitCode)
+std::optional<Options> parseOptions(int count, const char *const *pArguments, int *pExitCode)
 {
     Words words;
     CLI::App app("The multiport server: puts a CAN bus, the payment line and the digital outputs "
@@ -137,7 +137,7 @@ std::optional<Options> parseOptions(int argc, const char *const *argv, int *pExi
     });
     addOptions(app, words);
     try {
-        app.parse(argc, argv);
+        app.parse(count, pArguments);
     } catch (const CLI::ParseError &error) {
         *pExitCode = app.exit(error) == 0 ? 0 : s_exitUsage;
         std::cout.flush();

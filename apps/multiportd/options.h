@@ -21,6 +21,6 @@ struct Options
 
 /// Nothing when the program is to end at once, with `exitCode`: help has been printed, or what was
 /// wrong and what was expected.
-std::optional<Options> parseOptions(int argc, const char *const *argv, int *pExitCode);
+std::optional<Options> parseOptions(int count, const char *const *pArguments, int *pExitCode);
 
 #endif // OPTIONS_H

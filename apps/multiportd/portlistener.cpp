@@ -5,6 +5,7 @@
 
 #include <QTcpSocket>
 #include <chrono>
+#include <utility>
 
 namespace {
 
@@ -13,9 +14,9 @@ constexpr std::chrono::milliseconds s_resumeAfter{200};
 
 } // namespace
 
-PortListener::PortListener(const QString &name, QObject *pParent)
+PortListener::PortListener(QString name, QObject *pParent)
     : QObject(pParent)
-    , m_name(name)
+    , m_name(std::move(name))
 {
     m_server.setMaxPendingConnections(s_acceptsPerTurn);
     m_resumeTimer.setSingleShot(true);

@@ -17,7 +17,7 @@ class PortListener : public QObject
 
 public:
     /// `name` is what the log calls the port.
-    PortListener(const QString &name, QObject *pParent);
+    PortListener(QString name, QObject *pParent);
 
     /// Port 0 takes a free one. False, with a reason for people, when it cannot be had.
     bool listen(const QHostAddress &address, quint16 port, QString *pError);

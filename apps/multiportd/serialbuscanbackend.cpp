@@ -21,11 +21,10 @@ QByteArray payloadOf(const CanFrame &frame)
 
 } // namespace
 
-SerialBusCanBackend::SerialBusCanBackend(const QString &plugin, const QString &interface,
-                                         QObject *pParent)
+SerialBusCanBackend::SerialBusCanBackend(QString plugin, QString interface, QObject *pParent)
     : AbstractCanBackend(pParent)
-    , m_plugin(plugin)
-    , m_interface(interface)
+    , m_plugin(std::move(plugin))
+    , m_interface(std::move(interface))
 {
 }
 

@@ -13,8 +13,7 @@ class SerialBusCanBackend : public AbstractCanBackend
 
 public:
     /// `plugin` as Qt calls it ("socketcan"), `interface` as the plugin does ("can0").
-    SerialBusCanBackend(const QString &plugin, const QString &interface,
-                        QObject *pParent = nullptr);
+    SerialBusCanBackend(QString plugin, QString interface, QObject *pParent = nullptr);
     ~SerialBusCanBackend() override;
 
     /// The bus may be connected only later: what is sent before that is lost.
