@@ -6,7 +6,7 @@
 
 QString defaultConsolePath()
 {
-    const QString chosen = qEnvironmentVariable("VY_SIM_CONSOLE");
+    QString chosen = qEnvironmentVariable("VY_SIM_CONSOLE");
     if (!chosen.isEmpty())
         return chosen;
     const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");

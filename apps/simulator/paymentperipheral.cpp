@@ -19,7 +19,7 @@ QByteArray configuration()
 
 QByteArray responseBytes(Multidrop::Response response)
 {
-    return QByteArray(1, static_cast<char>(response));
+    return {1, static_cast<char>(response)};
 }
 
 } // namespace

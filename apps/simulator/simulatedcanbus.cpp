@@ -9,6 +9,7 @@ SimulatedCanBus::SimulatedCanBus(QObject *pParent)
 {
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the bus has one board more
 void SimulatedCanBus::attach(SimulatedBoard *pBoard)
 {
     connect(this, &SimulatedCanBus::heard, pBoard, &SimulatedBoard::hear);
