@@ -207,6 +207,24 @@ TEST_F(MultiportLinkTest, NothingIsWrittenBeforeTheClaimIsAnswered)
     EXPECT_EQ(m_server.receivedEarly(LinkServer::CanBus), 0);
 }
 
+TEST_F(MultiportLinkTest, BytesThatComeBeforeTheClaimIsAnsweredAreToldBehindIt)
+{
+    std::optional<Request> asked;
+    m_server.setAnswer([&](const Request &request) -> std::optional<quint8> {
+        asked = request;
+        return std::nullopt;
+    });
+    client().setEnabled(Multiport::CanBusInterface);
+    client().init(true);
+    ASSERT_TRUE(waitUntil([&] { return asked.has_value(); }));
+    m_server.send(LinkServer::CanBus, "early");
+    pass(50);
+    EXPECT_EQ(m_canData, QByteArray());
+    m_server.answer(*asked, MultiportProtocol::StatusDone);
+    ASSERT_TRUE(waitUntil([this] { return isUp(); }));
+    EXPECT_TRUE(waitUntil([this] { return m_canData == "early"; }, 500));
+}
+
 TEST_F(MultiportLinkTest, RefusedClaimIsTriedAgainAfterAPauseAndLoggedOnce)
 {
     const LogSpy log;
