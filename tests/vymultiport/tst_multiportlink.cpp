@@ -122,13 +122,18 @@ TEST_F(MultiportLinkTest, InterfaceOpenedTwiceIsOneConnection)
 TEST_F(MultiportLinkTest, LostDataConnectionComesBackAlone)
 {
     connectAll();
+    const LogSpy log;
     m_server.drop(LinkServer::CanBus);
     ASSERT_TRUE(waitUntil([this] { return m_journal.size() == 2; }));
     EXPECT_EQ(m_journal, list({"can 0", "can 1"}));
+    EXPECT_EQ(log.count("No connection of port 4001", 3, Log::Hardware), 1);
     EXPECT_EQ(m_server.controlConnections(), 1);
     EXPECT_EQ(m_server.connections(LinkServer::Payment), 1);
     EXPECT_TRUE(client().writeToCanBus("again"));
     EXPECT_TRUE(waitUntil([this] { return m_server.received(LinkServer::CanBus) == "again"; }));
+    m_server.drop(LinkServer::CanBus);
+    ASSERT_TRUE(waitUntil([this] { return m_journal.size() == 4; }));
+    EXPECT_EQ(log.count("No connection of port 4001", 3, Log::Hardware), 2); // each time
 }
 
 TEST_F(MultiportLinkTest, InitFalseClosesEverythingAndInitTrueOpensItAgain)
