@@ -175,8 +175,11 @@ void LinkServer::sendControl(const QByteArray &bytes)
 
 void LinkServer::send(Line line, const QByteArray &bytes)
 {
+    const QList<Connection> &open = m_lines.at(line).open;
     if (QTcpSocket *const pSocket = socket(line))
         pSocket->write(bytes);
+    else if (!open.isEmpty())
+        open.last().pSocket->write(bytes);
 }
 
 void LinkServer::dropControl()

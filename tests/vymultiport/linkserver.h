@@ -59,6 +59,7 @@ public:
 
     void sendEvent(quint8 event, const QByteArray &payload);
     void sendControl(const QByteArray &bytes); ///< as they are
+    /// On the line's claimed connection; without one on the latest.
     void send(Line line, const QByteArray &bytes);
 
     void dropControl();

@@ -1,6 +1,7 @@
 #include "linkclient_p.h"
 
 #include "support/logspy.h"
+#include "support/messagespy.h"
 #include "vymultiport/linkserver.h"
 
 #include <QTcpSocket>
@@ -205,4 +206,23 @@ TEST_F(LinkClientTest, NoConnectionHoldsSmallWritesBack)
     ASSERT_EQ(sockets.size(), 3);
     for (QTcpSocket *const pSocket : sockets)
         EXPECT_EQ(pSocket->socketOption(QAbstractSocket::LowDelayOption).toInt(), 1);
+}
+
+TEST_F(LinkClientTest, ConnectionThatIsMadeInAPauseIsNotMadeTwice)
+{
+    ASSERT_TRUE(connect());
+    DataConnection *const pCanBus = m_client.canBus();
+    pCanBus->setWanted(true);
+    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() != 0; }));
+    m_server.drop(LinkServer::CanBus);
+    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() == 0; }));
+    const MessageSpy messages;
+    pCanBus->setWanted(false);
+    pCanBus->setWanted(true);
+    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() == 2; }));
+    waitUntil([] { return false; }, 150); // past the end of the pause
+    EXPECT_EQ(pCanBus->generation(), 2U);
+    EXPECT_EQ(m_server.connections(LinkServer::CanBus), 2);
+    for (const MessageSpy::Message &message : messages.messages())
+        EXPECT_NE(message.category, QStringLiteral("default")) << message.text.toStdString();
 }

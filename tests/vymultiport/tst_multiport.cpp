@@ -2,6 +2,7 @@
 
 #include "support/casename.h"
 #include "support/logspy.h"
+#include "vymultiport/linkserver.h"
 
 #include <QMetaEnum>
 #include <QPointer>
@@ -120,3 +121,64 @@ constexpr OutputCase s_outputCases[] = {
      " No output 2147483647 but expected 0 to 255"},
 };
 INSTANTIATE_TEST_SUITE_P(Rows, MultiportOutputs, ::testing::ValuesIn(s_outputCases), caseName);
+
+// -- addresses ------------------------------------------------------------------------------------
+
+class MultiportBadAddresses : public ::testing::TestWithParam<const char *>
+{
+};
+
+TEST_P(MultiportBadAddresses, AreLoggedAndNothingIsConnected)
+{
+    Multiport client(QString::fromUtf8(GetParam()), Multiport::ModeLocal, nullptr);
+    int signalled = 0;
+    QObject::connect(&client, &Multiport::multiportServerConnectedChanged, &client,
+                     [&](bool) { ++signalled; });
+    const LogSpy log;
+    client.setEnabled(Multiport::CanBusInterface);
+    client.init(true);
+    EXPECT_EQ(log.count("but expected a host", 4, Log::Hardware), 1);
+    waitUntil([] { return false; }, 50);
+    EXPECT_EQ(log.count("", 4) + log.count("", 3), 1); // and nothing is tried
+    EXPECT_EQ(signalled, 0);
+    EXPECT_FALSE(client.writeToCanBus("x"));
+    client.init(false);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, MultiportBadAddresses,
+                         ::testing::Values("", ":", ":4002", "host:", "a:b:c", "host:0",
+                                           "host:65536", "host:100000", "host:-1", "host:4002x",
+                                           "host: 1", "two words", "[::1]:70000", "[::1]:0", "[::1",
+                                           "[]:1", "::1]:4002", "[::1]4002"));
+
+TEST(MultiportAddressTest, Ipv6AddressWithAPortIsConnected)
+{
+    LinkServer server(QHostAddress::LocalHostIPv6);
+    ASSERT_TRUE(server.start());
+    Multiport client(server.address(), Multiport::ModeLocal, nullptr);
+    client.setEnabled(Multiport::CanBusInterface);
+    client.init(true);
+    ASSERT_TRUE(waitUntil([&] { return client.isCanBusConnected(); }));
+}
+
+TEST(MultiportAddressTest, NameWithAPortIsConnected)
+{
+    LinkServer server;
+    ASSERT_TRUE(server.start());
+    Multiport client(QStringLiteral("localhost:%1").arg(server.controlPort()), Multiport::ModeLocal,
+                     nullptr);
+    client.setEnabled(Multiport::CanBusInterface);
+    client.init(true);
+    ASSERT_TRUE(waitUntil([&] { return client.isCanBusConnected(); }));
+}
+
+TEST(MultiportAddressTest, NameThatNobodyHasIsTriedAgainAndLoggedOnce)
+{
+    const LogSpy log;
+    Multiport client(QStringLiteral("nobody.invalid:4002"), Multiport::ModeLocal, nullptr);
+    client.init(true);
+    ASSERT_TRUE(waitUntil([&] { return log.count("No link to the multiport server", 3) == 1; }));
+    waitUntil([] { return false; }, 500);
+    EXPECT_EQ(log.count("No link to the multiport server", 3), 1);
+    EXPECT_FALSE(client.isServerConnected());
+}

@@ -122,13 +122,18 @@ TEST_F(MultiportLinkTest, InterfaceOpenedTwiceIsOneConnection)
 TEST_F(MultiportLinkTest, LostDataConnectionComesBackAlone)
 {
     connectAll();
+    const LogSpy log;
     m_server.drop(LinkServer::CanBus);
     ASSERT_TRUE(waitUntil([this] { return m_journal.size() == 2; }));
     EXPECT_EQ(m_journal, list({"can 0", "can 1"}));
+    EXPECT_EQ(log.count("No connection of port 4001", 3, Log::Hardware), 1);
     EXPECT_EQ(m_server.controlConnections(), 1);
     EXPECT_EQ(m_server.connections(LinkServer::Payment), 1);
     EXPECT_TRUE(client().writeToCanBus("again"));
     EXPECT_TRUE(waitUntil([this] { return m_server.received(LinkServer::CanBus) == "again"; }));
+    m_server.drop(LinkServer::CanBus);
+    ASSERT_TRUE(waitUntil([this] { return m_journal.size() == 4; }));
+    EXPECT_EQ(log.count("No connection of port 4001", 3, Log::Hardware), 2); // each time
 }
 
 TEST_F(MultiportLinkTest, InitFalseClosesEverythingAndInitTrueOpensItAgain)
@@ -205,6 +210,24 @@ TEST_F(MultiportLinkTest, NothingIsWrittenBeforeTheClaimIsAnswered)
     ASSERT_TRUE(waitUntil([this] { return !m_server.received(LinkServer::CanBus).isEmpty(); }));
     EXPECT_EQ(m_server.received(LinkServer::CanBus), QByteArray("in time"));
     EXPECT_EQ(m_server.receivedEarly(LinkServer::CanBus), 0);
+}
+
+TEST_F(MultiportLinkTest, BytesThatComeBeforeTheClaimIsAnsweredAreToldBehindIt)
+{
+    std::optional<Request> asked;
+    m_server.setAnswer([&](const Request &request) -> std::optional<quint8> {
+        asked = request;
+        return std::nullopt;
+    });
+    client().setEnabled(Multiport::CanBusInterface);
+    client().init(true);
+    ASSERT_TRUE(waitUntil([&] { return asked.has_value(); }));
+    m_server.send(LinkServer::CanBus, "early");
+    pass(50);
+    EXPECT_EQ(m_canData, QByteArray());
+    m_server.answer(*asked, MultiportProtocol::StatusDone);
+    ASSERT_TRUE(waitUntil([this] { return isUp(); }));
+    EXPECT_TRUE(waitUntil([this] { return m_canData == "early"; }, 500));
 }
 
 TEST_F(MultiportLinkTest, RefusedClaimIsTriedAgainAfterAPauseAndLoggedOnce)
