@@ -305,6 +305,20 @@ TEST_F(ServerTest, ControllersConnectionHasAPlaceBesideTheObservers)
         EXPECT_TRUE(pPeer->isConnected());
 }
 
+TEST_F(ServerTest, ConnectionsThatMayBeClaimedMakeRoomOldestFirst)
+{
+    std::vector<std::unique_ptr<LinkPeer>> observers;
+    for (int count = 0; count < 16; ++count)
+        observers.push_back(canPeer());
+    const auto pController = controller();
+    std::vector<std::unique_ptr<LinkPeer>> kept;
+    for (int count = 0; count < 17; ++count)
+        kept.push_back(canPeer());
+    EXPECT_TRUE(kept.front()->isClosed());
+    EXPECT_EQ(pController->claims(1, *kept.at(1)), 0);
+    EXPECT_EQ(pController->claims(1, *kept.back()), 0);
+}
+
 class BacklogTest : public CanRelayTest
 {
 protected:
@@ -347,6 +361,15 @@ TEST_F(BacklogTest, ObserverThatNeverReadsIsDroppedAndTheOthersLoseNothing)
     EXPECT_TRUE(hasAll(*m_pCan, frames));
     EXPECT_TRUE(hasAll(*m_pObserver, frames));
     EXPECT_EQ(m_pController->asks(30, QByteArray::fromHex("0901")), 0);
+}
+
+TEST_F(BacklogTest, MoreThanAMebibyteInOneTurnIsNoFaultOfTheClients)
+{
+    constexpr quint32 frames = 100'000; // 1.3 MB
+    for (quint32 frame = 0; frame < frames; ++frame)
+        m_can.speak(frame, {1, 2, 3, 4, 5, 6, 7, 8});
+    EXPECT_TRUE(hasAll(*m_pCan, frames));
+    EXPECT_TRUE(hasAll(*m_pObserver, frames));
 }
 
 TEST_F(BacklogTest, ControllerThatNeverReadsIsDroppedWhole)
