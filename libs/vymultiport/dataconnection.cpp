@@ -9,6 +9,8 @@
 namespace {
 
 constexpr int s_readBuffer = 64 * 1024;
+/// Longer than a server waits for what is claimed.
+constexpr auto s_openTimeout = multiportlink::ClaimTimeout + multiportlink::HeartbeatInterval;
 
 } // namespace
 
@@ -22,6 +24,10 @@ DataConnection::DataConnection(LinkQueue *pEvents, LinkEvent::Type data, LinkEve
     m_socket.setReadBufferSize(s_readBuffer);
     m_pauseTimer.setSingleShot(true);
     connect(&m_pauseTimer, &QTimer::timeout, this, &DataConnection::connectToServer);
+    m_openTimer.setSingleShot(true);
+    m_openTimer.setInterval(s_openTimeout);
+    connect(&m_openTimer, &QTimer::timeout, this,
+            [this] { fail(QStringLiteral("not open within 3 s")); });
     connect(&m_socket, &QTcpSocket::connected, this, &DataConnection::onConnected);
     connect(&m_socket, &QTcpSocket::readyRead, this, &DataConnection::readOn);
     connect(&m_socket, &QTcpSocket::errorOccurred, this, [this] { fail(m_socket.errorString()); });
@@ -44,7 +50,6 @@ void DataConnection::setServer(const QString &host, quint16 port)
 {
     m_host = host;
     m_serverPort = port;
-    m_backoff.reset();
     connectToServer();
 }
 
@@ -56,8 +61,10 @@ void DataConnection::clearServer()
 
 void DataConnection::connectToServer()
 {
-    if (m_isWanted && !m_host.isEmpty())
-        m_socket.connectToHost(m_host, m_serverPort);
+    if (!m_isWanted || m_host.isEmpty())
+        return;
+    m_openTimer.start();
+    m_socket.connectToHost(m_host, m_serverPort);
 }
 
 void DataConnection::onConnected()
@@ -68,11 +75,17 @@ void DataConnection::onConnected()
 
 void DataConnection::open()
 {
-    m_backoff.reset();
+    m_openTimer.stop();
     m_isFailureTold = false;
     m_generation = ++m_openings;
-    m_pEvents->put({m_connectedType, 1, 0, {}});
+    m_pEvents->put({m_connectedType, 0, 0, {}, m_openings});
     readOn();
+}
+
+void DataConnection::settle()
+{
+    if (m_generation != 0)
+        m_backoff.reset();
 }
 
 void DataConnection::fail(const QString &reason)
@@ -89,10 +102,12 @@ void DataConnection::fail(const QString &reason)
 void DataConnection::close()
 {
     m_pauseTimer.stop();
+    m_openTimer.stop();
     const bool wasOpen = m_generation.exchange(0) != 0;
-    const QSignalBlocker blocker(&m_socket); // its end is no failure
-    if (wasOpen && m_socket.bytesAvailable() > 0)
-        m_pEvents->put({m_dataType, 0, 0, m_socket.readAll()});
+    const QSignalBlocker blocker(&m_socket);       // its end is no failure
+    const QByteArray arrived = m_socket.readAll(); // bytes left unread would reset the connection
+    if (wasOpen && !arrived.isEmpty())
+        m_pEvents->put({m_dataType, 0, 0, arrived});
     m_socket.flush();
     m_socket.abort();
     if (wasOpen)
@@ -108,8 +123,13 @@ void DataConnection::readOn()
 
 qint64 DataConnection::write(const QByteArray &bytes)
 {
-    if (m_generation == 0)
+    if (generation() == 0)
         return -1;
+    if (bytes.size() > multiportlink::MaxBacklog) {
+        LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << bytes.size() << "bytes, expected at most"
+                                       << multiportlink::MaxBacklog;
+        return -1;
+    }
     if (m_socket.bytesToWrite() + bytes.size() > multiportlink::MaxBacklog) {
         fail(QStringLiteral("the server does not read"));
         return -1;

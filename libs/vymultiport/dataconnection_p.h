@@ -35,13 +35,22 @@ public:
     /// Closes and, while wanted, tries again after a pause.
     void fail(const QString &reason);
     void readOn(); ///< there is room again
+    /// The link has been up for a while: the next pause is a short one.
+    void settle();
 
     qint64 write(const QByteArray &bytes) override;
     /// The same, for what was asked for while this was the generation().
     void writeIf(unsigned int generation, const QByteArray &bytes);
 
-    /// Which of its openings this is, counted from 1; 0 while it is not open. Any thread.
-    unsigned int generation() const { return m_generation; }
+    /// Which of its openings this is, counted from 1; 0 while it is not open, and until that has
+    /// been told: who does not know of an outage does not write after it. Any thread.
+    unsigned int generation() const
+    {
+        const unsigned int generation = m_generation;
+        return generation == m_told ? generation : 0;
+    }
+    /// The opening that is now known to all. In the thread of Multiport.
+    void setTold(unsigned int generation) { m_told = generation; }
 
 Q_SIGNALS:
     void connected(quint16 localPort);
@@ -60,8 +69,10 @@ private:
     quint16 m_serverPort = 0;
     unsigned int m_openings = 0;
     std::atomic<unsigned int> m_generation = 0;
+    std::atomic<unsigned int> m_told = 0;
     QTcpSocket m_socket{this};
     QTimer m_pauseTimer{this};
+    QTimer m_openTimer{this}; ///< from the beginning of a connection to its opening
     Backoff m_backoff;
     bool m_isFailureTold = false; ///< of this episode without a connection
 };

@@ -29,8 +29,7 @@ LinkClient::LinkClient(LinkQueue *pEvents)
     m_heartbeatTimer.setInterval(multiportlink::HeartbeatInterval);
     connect(&m_pauseTimer, &QTimer::timeout, this, &LinkClient::connectToServer);
     connect(&m_silenceTimer, &QTimer::timeout, this, &LinkClient::onSilence);
-    connect(&m_heartbeatTimer, &QTimer::timeout, this,
-            [this] { write(multiportlink::encodeHeartbeat()); });
+    connect(&m_heartbeatTimer, &QTimer::timeout, this, &LinkClient::onHeartbeat);
     connect(&m_socket, &QTcpSocket::connected, this, &LinkClient::onConnected);
     connect(&m_socket, &QTcpSocket::readyRead, this, &LinkClient::readOn);
     connect(&m_socket, &QTcpSocket::errorOccurred, this, [this] { lose(m_socket.errorString()); });
@@ -95,6 +94,15 @@ void LinkClient::readOn()
     m_pPayment->readOn();
 }
 
+/// A link that has lived that long counts as one; after it the next pause is a short one.
+void LinkClient::onHeartbeat()
+{
+    m_backoff.reset();
+    m_pCanBus->settle();
+    m_pPayment->settle();
+    write(multiportlink::encodeHeartbeat());
+}
+
 void LinkClient::onSilence()
 {
     if (m_socket.bytesAvailable() > 0)
@@ -155,7 +163,6 @@ void LinkClient::welcome(const QByteArray &body)
     LogFormatter(1, Log::Hardware)
         << Q_FUNC_INFO << "Connected to the multiport server" << m_host << "port" << m_port;
     m_isFailureTold = false;
-    m_backoff.reset();
     m_generation = ++m_links;
     m_heartbeatTimer.start();
     m_pEvents->put({LinkEvent::Type::ServerConnected, 1, 0, {}});
@@ -184,22 +191,29 @@ void LinkClient::onClaimed(const Claimed &claimed, quint8 status)
         return;
     }
     if (pConnection == m_pPayment && !m_serialLine.isEmpty())
-        m_ownSetups.insert(send(MultiportProtocol::CommandSetSerialLine, m_serialLine));
+        sendOwnSetup();
     if (m_generation != 0) // else the setup has found the link dead
         pConnection->open();
 }
 
 void LinkClient::claim(DataConnection *pConnection, quint8 interface, quint16 localPort)
 {
-    const quint16 sequence =
-        send(MultiportProtocol::CommandClaim, encode(multiportlink::Claim{interface, localPort}));
-    m_claims.insert(sequence, {pConnection, localPort});
+    m_claims.insert(++m_sequence,
+                    {pConnection, localPort}); // first: a link that is lost forgets it
+    send(m_sequence, MultiportProtocol::CommandClaim,
+         encode(multiportlink::Claim{interface, localPort}));
+}
+
+void LinkClient::sendOwnSetup()
+{
+    m_ownSetups.insert(++m_sequence); // first: a link that is lost forgets it
+    send(m_sequence, MultiportProtocol::CommandSetSerialLine, m_serialLine);
 }
 
 void LinkClient::request(unsigned int generation, quint8 command, const QByteArray &payload)
 {
     if (generation == m_generation)
-        send(command, payload);
+        send(++m_sequence, command, payload);
     else
         LogFormatter(3, Log::Hardware)
             << Q_FUNC_INFO << "Link to the multiport server lost, command" << command << "not sent";
@@ -212,11 +226,9 @@ void LinkClient::setSerialLine(unsigned int generation, const QByteArray &payloa
         request(generation, MultiportProtocol::CommandSetSerialLine, payload);
 }
 
-/// The sequence number of the request.
-quint16 LinkClient::send(quint8 command, const QByteArray &payload)
+void LinkClient::send(quint16 sequence, quint8 command, const QByteArray &payload)
 {
-    write(multiportlink::encode(multiportlink::Request{++m_sequence, command, payload}));
-    return m_sequence;
+    write(multiportlink::encode(multiportlink::Request{sequence, command, payload}));
 }
 
 void LinkClient::write(const QByteArray &record)
@@ -250,6 +262,7 @@ void LinkClient::close()
     m_pCanBus->clearServer();
     m_pPayment->clearServer();
     const QSignalBlocker blocker(&m_socket); // its end is no failure
+    m_socket.readAll(); // bytes left unread would reset the connection and lose ours
     m_socket.flush();
     m_socket.abort();
     m_reader = {};

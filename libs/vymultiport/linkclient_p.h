@@ -39,6 +39,7 @@ public:
 private:
     void connectToServer();
     void onConnected();
+    void onHeartbeat();
     void onSilence();
     void take(const multiportlink::Record &record);
     void welcome(const QByteArray &body);
@@ -50,7 +51,8 @@ private:
     };
     void onClaimed(const Claimed &claimed, quint8 status);
     void claim(DataConnection *pConnection, quint8 interface, quint16 localPort);
-    quint16 send(quint8 command, const QByteArray &payload);
+    void sendOwnSetup();
+    void send(quint16 sequence, quint8 command, const QByteArray &payload);
     void write(const QByteArray &record);
     void lose(const QString &reason);
     void close();

@@ -14,8 +14,8 @@ struct LinkEvent
 {
     enum class Type {
         ServerConnected,  ///< first is 0 or 1
-        CanConnected,     ///< first is 0 or 1
-        PaymentConnected, ///< first is 0 or 1
+        CanConnected,     ///< number is the generation, 0 when it is lost
+        PaymentConnected, ///< number is the generation, 0 when it is lost
         CanData,
         PaymentData,
         Terminated, ///< first is the command, second its status
@@ -26,6 +26,7 @@ struct LinkEvent
     quint8 first = 0;
     quint8 second = 0;
     QByteArray bytes;
+    unsigned int number = 0;
 };
 
 /// The one way from the client's thread to the thread of Multiport: events in their order, taken

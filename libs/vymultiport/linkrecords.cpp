@@ -1,7 +1,7 @@
 #include "linkrecords.h"
 
-#include <QDataStream>
-#include <QIODevice>
+#include "packed_p.h"
+
 #include <QtEndian>
 #include <algorithm>
 
@@ -14,15 +14,6 @@ constexpr int s_kindSize = 1;
 constexpr int s_maxBody = MaxRecordSize - s_lengthSize - s_kindSize;
 constexpr char s_magic[] = {'V', 'Y', 'M', 'P'};
 constexpr int s_magicSize = 4;
-
-template <typename... Numbers>
-QByteArray packed(Numbers... numbers)
-{
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly); // big-endian
-    (stream << ... << numbers);
-    return bytes;
-}
 
 /// False, with numbers that mean nothing, when the bytes are not exactly theirs.
 template <typename... Numbers>

@@ -5,11 +5,11 @@
 #include "linkrecords.h"
 #include "logformatter.h"
 #include "monitoredqthread.h"
+#include "packed_p.h"
 #include "serveraddress.h"
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
-#include <QDataStream>
 #include <QEvent>
 #include <atomic>
 #include <utility>
@@ -21,15 +21,6 @@ constexpr int s_usualCanBytes = 1024;    ///< the longest message
 constexpr int s_maxRequests = 1024;      ///< on their way to the client's thread
 
 const QEvent::Type s_linkEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
-
-template <typename... Numbers>
-QByteArray packed(Numbers... numbers)
-{
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly); // big-endian
-    (stream << ... << numbers);
-    return bytes;
-}
 
 } // namespace
 
@@ -207,11 +198,13 @@ void Multiport::deliver(const LinkEvent &event)
         Q_EMIT multiportServerConnectedChanged(m_isServerConnected);
         return;
     case LinkEvent::Type::CanConnected:
-        m_isCanBusConnected = event.first != 0;
+        m_pPrivate->pCanBus->setTold(event.number);
+        m_isCanBusConnected = event.number != 0;
         Q_EMIT canBusConnectedChanged(m_isCanBusConnected);
         return;
     case LinkEvent::Type::PaymentConnected:
-        m_isPaymentConnected = event.first != 0;
+        m_pPrivate->pPayment->setTold(event.number);
+        m_isPaymentConnected = event.number != 0;
         Q_EMIT paymentConnectedChanged(m_isPaymentConnected);
         return;
     case LinkEvent::Type::CanData:
@@ -272,9 +265,19 @@ void Multiport::setSerialLineParameters(MultiportInterface::Port port,
     const QByteArray payload = multiportlink::encode(multiportlink::SerialLine{
         static_cast<quint16>(port), static_cast<quint32>(baudRate), static_cast<quint8>(dataBits),
         static_cast<quint8>(parity), static_cast<quint8>(mdbMode)});
-    LinkClient *const pLink = m_pPrivate->pLink;
-    m_pPrivate->run([pLink, generation = pLink->generation(), payload] {
-        pLink->setSerialLine(generation, payload);
+    const unsigned int generation = m_pPrivate->pLink->generation();
+    if (generation == 0)
+        LogFormatter(1, Log::Hardware)
+            << Q_FUNC_INFO << "No link to the multiport server, kept for when the line is open";
+    if (m_pPrivate->requests >= s_maxRequests) {
+        LogFormatter(3, Log::Hardware)
+            << Q_FUNC_INFO << "Too many requests at once, serial line not set up";
+        return;
+    }
+    ++m_pPrivate->requests;
+    m_pPrivate->run([p = m_pPrivate.get(), generation, payload] {
+        --p->requests;
+        p->pLink->setSerialLine(generation, payload);
     });
 }
 
@@ -296,30 +299,31 @@ void Multiport::switchOutput(unsigned char command, int output, bool isOn)
             << Q_FUNC_INFO << "No output" << output << "but expected 0 to 255";
         return;
     }
-    request(command, packed(static_cast<quint8>(output), static_cast<quint8>(isOn ? 1 : 0)));
+    request(command,
+            multiportlink::packed(static_cast<quint8>(output), static_cast<quint8>(isOn ? 1 : 0)));
 }
 
 void Multiport::startDaddMotor(const MultiportProtocol::MotorStartPlusParams &parameters)
 {
     request(MultiportProtocol::CommandStartMotor,
-            packed(parameters.motorNumber, parameters.direction, parameters.firstPhaseSpeed,
-                   parameters.firstPhaseDuration, parameters.secondPhaseSpeed,
-                   parameters.secondPhaseDuration));
+            multiportlink::packed(parameters.motorNumber, parameters.direction,
+                                  parameters.firstPhaseSpeed, parameters.firstPhaseDuration,
+                                  parameters.secondPhaseSpeed, parameters.secondPhaseDuration));
 }
 
 void Multiport::stopMotor(unsigned char motor)
 {
-    request(MultiportProtocol::CommandStopMotor, packed(motor));
+    request(MultiportProtocol::CommandStopMotor, multiportlink::packed(motor));
 }
 
 void Multiport::motorStatus(unsigned char motor)
 {
-    request(MultiportProtocol::CommandMotorStatus, packed(motor));
+    request(MultiportProtocol::CommandMotorStatus, multiportlink::packed(motor));
 }
 
 void Multiport::setParameter(unsigned short number, unsigned short value)
 {
-    request(MultiportProtocol::CommandSetParameter, packed(number, value));
+    request(MultiportProtocol::CommandSetParameter, multiportlink::packed(number, value));
 }
 
 void Multiport::sendRequestDigitInput()

@@ -9,6 +9,7 @@
 #include <QtEndian>
 
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -102,8 +103,7 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
     m_buffer.append(bytes);
     LogFormatter(0, Log::CanBus) << Q_FUNC_INFO << "buffer:" << m_buffer.mid(m_consumed).toHex();
     if (m_isReading) {
-        QMetaObject::invokeMethod(this, &CanInterface_Multiport::readInNestedLoop,
-                                  Qt::QueuedConnection);
+        readRestInNestedLoop();
         return;
     }
     m_isReading = true;
@@ -129,9 +129,11 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
                                      << QByteArray::fromRawData(pData, length).toHex();
         m_frame.setId(id);
         m_frame.overwriteData(pData, pData + length);
-        m_consumed +=
-            CanRecord::HeadSize + length; // first: whoever hears the frame may close and reopen
-        const CanFrame frame = m_frame;   // stays as it is if a nested event loop reads on
+        // First: whoever hears the frame may close and reopen, or wait for what is behind it.
+        m_consumed += CanRecord::HeadSize + length;
+        if (m_consumed < m_buffer.size())
+            readRestInNestedLoop();
+        const CanFrame frame = m_frame; // stays as it is if a nested event loop reads on
         Q_EMIT frameReceived(frame);
         if (!pThis)
             return;
@@ -144,8 +146,17 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
 }
 
 /// Without it, whoever waits for a message inside the handling of another would wait in vain.
+void CanInterface_Multiport::readRestInNestedLoop()
+{
+    if (std::exchange(m_isNestedReadPosted, true))
+        return;
+    QMetaObject::invokeMethod(this, &CanInterface_Multiport::readInNestedLoop,
+                              Qt::QueuedConnection);
+}
+
 void CanInterface_Multiport::readInNestedLoop()
 {
+    m_isNestedReadPosted = false;
     if (!m_isReading) // what has come meanwhile is read by now
         return;
     const QPointer<CanInterface_Multiport> pThis(this);

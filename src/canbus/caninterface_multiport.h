@@ -46,6 +46,7 @@ Q_SIGNALS:
 private:
     Multiport *multiport() const;
     void listenTo(Multiport *pMultiport);
+    void readRestInNestedLoop();
     void readInNestedLoop();
     void clearBuffer();
 
@@ -53,7 +54,8 @@ private:
     CanFrame m_frame;   ///< the one that was read last; its memory is used again
     int m_consumed = 0; ///< bytes at the buffer's beginning whose frames have been emitted
     bool m_isReading = false;
-    QByteArray m_record; ///< that was written last; its memory is used again
+    bool m_isNestedReadPosted = false;
+    QByteArray m_record;          ///< that was written last; its memory is used again
     QPointer<Multiport> m_pHeard; ///< whose bytes we get
 };
 

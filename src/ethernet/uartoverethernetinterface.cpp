@@ -270,9 +270,8 @@ bool UartOverEthernetInterface::writeAndFlushData(QByteArray &bytes)
 
 bool UartOverEthernetInterface::readByte(unsigned char &byte)
 {
-    if (m_readable == 0)
+    if (m_incoming.isEmpty())
         return false;
-    --m_readable;
     byte = m_incoming.takeFirst();
     return true;
 }
@@ -305,12 +304,24 @@ void UartOverEthernetInterface::clearIncomingData()
         LogFormatter(1, Log::Hardware) << Q_FUNC_INFO << "deleting" << waiting.toHex();
     }
     m_incoming.clear();
-    m_readable = 0;
 }
 
 void UartOverEthernetInterface::onDataReceived(unsigned int /*port*/, const QByteArray &bytes)
 {
     logReceived(bytes);
+    m_arrived += bytes;
+    // Whoever hears of a byte may run an event loop: the rest, and what comes then, is told there.
+    const QPointer<UartOverEthernetInterface> pThis(this); // or delete it
+    while (pThis && !m_arrived.isEmpty()) {
+        const QByteArray next = databits() > 8 ? m_arrived : m_arrived.left(1);
+        m_arrived.remove(0, next.size());
+        append(next);
+        pollingLoopResult(ResultDataReady);
+    }
+}
+
+void UartOverEthernetInterface::append(const QByteArray &bytes)
+{
     if (!m_incoming.isEmpty() && m_incoming.size() + bytes.size() > s_maxIncoming) {
         LogFormatter(3, Log::Payment)
             << Q_FUNC_INFO << "Nobody reads" << m_incoming.size() << "bytes";
@@ -318,11 +329,6 @@ void UartOverEthernetInterface::onDataReceived(unsigned int /*port*/, const QByt
     }
     for (const char byte : bytes)
         m_incoming.append(static_cast<unsigned char>(byte));
-    const QPointer<UartOverEthernetInterface> pThis(this); // a slot may delete it
-    while (pThis && m_readable < m_incoming.size()) {
-        m_readable = databits() > 8 ? m_incoming.size() : m_readable + 1;
-        pollingLoopResult(ResultDataReady);
-    }
 }
 
 void UartOverEthernetInterface::pollingLoop()

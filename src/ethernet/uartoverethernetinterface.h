@@ -92,6 +92,7 @@ private:
     void listenTo(Multiport *pMultiport);
     void onMultiportChanged();
     void onCommandTerminated(unsigned char command, unsigned char status);
+    void append(const QByteArray &bytes);
     void onDataReceived(unsigned int port, const QByteArray &bytes);
     void onPollTimeout();
     bool setSerialLine(int databits) const;
@@ -106,7 +107,7 @@ private:
     bool m_isPaymentConnected = false;
     bool m_isSerialSetupDone = false;
     QList<unsigned char> m_incoming;
-    int m_readable = 0; ///< of m_incoming, what was reported; the rest is about to be
+    QByteArray m_arrived; ///< that is about to be told
 };
 
 #endif // UARTOVERETHERNETINTERFACE_H
