@@ -140,10 +140,12 @@ int LinkPeer::feed(int recordsPerSecond, int seconds)
     const int bareListener = listenOn(barePort);
     std::printf("%d\n%d\n", controlPort, barePort);
     std::fflush(stdout);
-    // First the bare client, then the link: each has the machine for itself.
-    const int bare = ::accept(bareListener, nullptr, nullptr);
-    pace(bare, -1, recordsPerSecond, seconds);
-    ::close(bare);
+    // First the two bare clients, then the link: each has the machine for itself.
+    for (int i = 0; i < 2; ++i) {
+        const int bare = ::accept(bareListener, nullptr, nullptr);
+        pace(bare, -1, recordsPerSecond, seconds);
+        ::close(bare);
+    }
     const int control = ::accept(controlListener, nullptr, nullptr);
     serve(control, dataListener, dataPort, recordsPerSecond, seconds);
     return 0;
