@@ -133,10 +133,11 @@ void CanInterface_Multiport::readFromCan(const QByteArray &bytes)
         m_consumed += CanRecord::HeadSize + length;
         if (m_consumed < m_buffer.size())
             readRestInNestedLoop();
-        const CanFrame frame = m_frame; // stays as it is if a nested event loop reads on
+        CanFrame frame = std::move(m_frame); // stays as it is if a nested event loop reads on
         Q_EMIT frameReceived(frame);
         if (!pThis)
             return;
+        m_frame = std::move(frame);
     }
     m_buffer.remove(0, m_consumed);
     m_consumed = 0;
