@@ -175,6 +175,7 @@ void UartOverEthernetInterface::setConnected(bool isServerConnected, bool isPaym
         m_isSerialSetupDone = false;
         m_pollTimer.stop();
     }
+    m_arrived.clear();
     clearIncomingData();
     if (isServerConnected && isPaymentConnected)
         onSetDatabits(databits());
@@ -185,7 +186,8 @@ void UartOverEthernetInterface::setConnected(bool isServerConnected, bool isPaym
         Q_EMIT polled(pollError); // pollingLoopResult() would drop it
 }
 
-/// A setup counts for the connection that it was asked for on.
+/// A setup counts for the connection that it was asked for on: one that ends while the line is gone
+/// says nothing of the next.
 void UartOverEthernetInterface::onCommandTerminated(unsigned char command, unsigned char status)
 {
     if (command != MultiportProtocol::CommandSetSerialLine || !m_isServerConnected ||
