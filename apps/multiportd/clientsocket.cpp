@@ -20,8 +20,8 @@ class TurnEnd : public QObject
 public:
     static TurnEnd &instance()
     {
-        static auto *const s_pInstance = new TurnEnd; // the application's child
-        return *s_pInstance;
+        static TurnEnd *const pInstance = new TurnEnd; // the application's child
+        return *pInstance;
     }
 
     void flush(ClientSocket *pSocket) { m_written.append(pSocket); }

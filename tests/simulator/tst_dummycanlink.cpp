@@ -160,9 +160,9 @@ TEST_F(DummyCanLinkTest, ACupReachesTheSensorByARule)
     LirenABCupSensor sensor;
     CanDispatchRule rule;
     rule.setCommandsRule(CanDispatchRule::RuleOnlyListed);
-    rule.setCommandsList({ActuatorBoard::CommandCupReading});
+    rule.setCommandsList(QList<int>{ActuatorBoard::CommandCupReading});
     rule.setSourceAddressesRule(CanDispatchRule::RuleOnlyListed);
-    rule.setSourceAddressList({CanVy::Address::actuatorBoard()});
+    rule.setSourceAddressList(QList<int>{CanVy::Address::actuatorBoard()});
     QObject::connect(&rule, &CanDispatchRule::messageMatched, &sensor,
                      [&sensor](const QSharedPointer<const CanMessage> &pMessage) {
                          sensor.onRawValueChangedFromProtocol(pMessage->dataUnsignedShortAt(2));

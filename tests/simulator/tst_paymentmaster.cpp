@@ -396,7 +396,7 @@ TEST_P(PaymentAnswerTable, FailsTheLineOnce)
 {
     m_reader.setFault(Fault::Silence, true);
     const QByteArray bytes = QByteArray::fromHex(GetParam().pBytes);
-    PaymentMaster master([this, &bytes, &master](const Characters & /*characters*/) {
+    PaymentMaster master([&bytes, &master](const Characters & /*characters*/) {
         QTimer::singleShot(5, &master, [&master, &bytes] {
             for (int i = 0; i + 1 < bytes.size(); i += 2)
                 master.onCharacter(bytes.at(i) == 1, static_cast<unsigned char>(bytes.at(i + 1)));

@@ -23,7 +23,7 @@ class LinkServer : public QObject
     Q_OBJECT
 
 public:
-    enum Line : int { CanBus = 0, Payment = 1 };
+    enum Line : unsigned { CanBus = 0, Payment = 1 };
 
     /// The ports belong to this object until it goes, whether it listens or not.
     explicit LinkServer(const QHostAddress &address = QHostAddress::LocalHost);
