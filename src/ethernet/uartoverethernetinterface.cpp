@@ -175,7 +175,7 @@ void UartOverEthernetInterface::setConnected(bool isServerConnected, bool isPaym
         m_isSerialSetupDone = false;
         m_pollTimer.stop();
     }
-    m_arrived.clear();
+    m_arrived.clear(); // the rest of a chunk that is just being told
     clearIncomingData();
     if (isServerConnected && isPaymentConnected)
         onSetDatabits(databits());

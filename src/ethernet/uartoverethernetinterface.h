@@ -88,6 +88,8 @@ protected:
     /// is emptied, so that nothing stale goes out later.
     bool writeAndFlushData(QByteArray &bytes);
 
+    static QByteArray s_outgoing; ///< 9-bit characters on their way; one for all instances
+
 private:
     void listenTo(Multiport *pMultiport);
     void onMultiportChanged();
@@ -97,8 +99,6 @@ private:
     void onPollTimeout();
     bool setSerialLine(int databits) const;
     bool canWriteModes(const char *pFunction) const;
-
-    static QByteArray s_outgoing; ///< 9-bit characters on their way; one for all instances
 
     QPointer<Multiport> m_pHeard;         ///< whose signals we get
     QPointer<MultiportInterface> m_pLine; ///< of m_pHeard

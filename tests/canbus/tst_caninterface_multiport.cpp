@@ -1,6 +1,7 @@
 #include "canbus/caninterface_multiport.h"
 
 #include "canbus/multiportmachine.h"
+#include "support/casename.h"
 #include "support/logfolder.h"
 #include "support/logspy.h"
 
@@ -280,3 +281,27 @@ TEST(CanInterfaceMultiportMeta, HasASignalOfItsOwn)
     EXPECT_EQ(signal.methodType(), QMetaMethod::Signal);
     EXPECT_GE(meta.indexOfMethod("readFromCan(QByteArray)"), meta.methodOffset());
 }
+
+struct SwapCase
+{
+    const char *pName;
+    unsigned int value;
+    unsigned int swapped;
+};
+
+using CanInterfaceMultiportSwaps = ::testing::TestWithParam<SwapCase>;
+
+TEST_P(CanInterfaceMultiportSwaps, ReverseTheFourBytes)
+{
+    EXPECT_EQ(CanInterface_Multiport::swap(GetParam().value), GetParam().swapped);
+    EXPECT_EQ(CanInterface_Multiport::swap(GetParam().swapped), GetParam().value);
+}
+
+constexpr SwapCase s_swapCases[] = {
+    {"Nothing", 0x00000000U, 0x00000000U},     {"Identifier", 0x00254419U, 0x19442500U},
+    {"EachByte", 0x01020304U, 0x04030201U},    {"LowestBit", 0x00000001U, 0x01000000U},
+    {"HighestBit", 0x80000000U, 0x00000080U},  {"SecondByte", 0x0000ff00U, 0x00ff0000U},
+    {"BitsInABytesOrder", 0x0f000000U, 0x0fU}, {"All", 0xffffffffU, 0xffffffffU},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, CanInterfaceMultiportSwaps, ::testing::ValuesIn(s_swapCases),
+                         caseName);

@@ -1,5 +1,6 @@
 #include "canbus/caninterface_multiport.h"
 
+#include "canbus/frametext.h"
 #include "canbus/multiportmachine.h"
 #include "support/casename.h"
 #include "support/logspy.h"
@@ -18,20 +19,6 @@ namespace {
 QByteArray hex(const char *pHex)
 {
     return QByteArray::fromHex(pHex);
-}
-
-/// "254419:02002a000028 ..." for what was received.
-QString textOf(const QList<CanFrame> &frames)
-{
-    QStringList texts;
-    for (const CanFrame &one : frames) {
-        QByteArray data;
-        for (const unsigned char byte : one.data())
-            data.append(static_cast<char>(byte));
-        texts.append(QString::number(one.id(), 16) + QLatin1Char(':') +
-                     QString::fromLatin1(data.toHex()));
-    }
-    return texts.join(QLatin1Char(' '));
 }
 
 /// The lines of the decoder without their signature, in their order; the hexadecimal digits stand

@@ -64,8 +64,8 @@ private:
 class PaymentUart : public UartOverEthernetInterface
 {
 public:
-    PaymentUart()
-        : UartOverEthernetInterface(QStringLiteral("payment"), {1.0, 1, false}, nullptr)
+    explicit PaymentUart(const RotatingLogFileConfiguration &logConfiguration = {1.0, 1, false})
+        : UartOverEthernetInterface(QStringLiteral("payment"), logConfiguration, nullptr)
     {
         connect(this, &AbstractHardwareInterface::polled, this,
                 [this](PollEvent event) { m_events.append(event); });
@@ -73,6 +73,7 @@ public:
 
     using UartOverEthernetInterface::onSetBaudrate;
     using UartOverEthernetInterface::onSetDatabits;
+    using UartOverEthernetInterface::s_outgoing;
     using UartOverEthernetInterface::writeAndFlushData;
 
     const QList<int> &events() const { return m_events; }

@@ -2,6 +2,7 @@
 
 #include "ethernet/paymentmachine.h"
 #include "support/casename.h"
+#include "support/logfolder.h"
 #include "support/logspy.h"
 #include "vymultiport/linkserver.h"
 
@@ -250,6 +251,23 @@ TEST_F(UartLinkTest, WhatCouldNotBeWrittenIsNotSentWithTheNextWrite)
     EXPECT_TRUE(isSent("01 30 00 31"));
 }
 
+TEST_F(UartLinkTest, BufferOf9BitWritesIsOneForAllAndEmptyAfterEachSuccess)
+{
+    m_uart.setDatabits(9);
+    ASSERT_TRUE(bringUp());
+    PaymentUart other;
+    other.setDatabits(9);
+    ASSERT_TRUE(waitUntil([&] { return other.isReady(); }));
+    PaymentUart::s_outgoing = QByteArray::fromHex("0111"); // as by a third one
+    EXPECT_TRUE(m_uart.writeByte(0x22, false));
+    EXPECT_TRUE(isSent("01 11 00 22"));
+    EXPECT_TRUE(PaymentUart::s_outgoing.isEmpty());
+    PaymentUart::s_outgoing = QByteArray::fromHex("0133");
+    EXPECT_TRUE(other.writeBytes(QVector<QPair<bool, unsigned char>>{{false, 0x44}}));
+    EXPECT_TRUE(isSent("01 11 00 22 01 33 00 44"));
+    EXPECT_TRUE(PaymentUart::s_outgoing.isEmpty());
+}
+
 struct FlagsCase
 {
     const char *pName;
@@ -394,3 +412,76 @@ TEST_F(UartLinkTest, ClientThatIsReplacedLeavesTheLineToTheNewOne)
     ASSERT_TRUE(bringUp());
     EXPECT_TRUE(finishWith("5a"));
 }
+
+// -- the log --------------------------------------------------------------------------------------
+
+// The first of a file's writers says how large it is, so there is no other UART here.
+class UartLogTest : public ::testing::Test
+{
+protected:
+    UartLogTest() { EXPECT_TRUE(m_server.start()); }
+
+    const LogFolder m_folder;
+    LinkServer m_server;
+    PaymentMachine m_machine{m_server.address()};
+};
+
+TEST_F(UartLogTest, BytesOfBothDirectionsAreInTheRotatingFileOfTheGivenSize)
+{
+    constexpr int size = 2048;
+    PaymentUart uart({size / (1024.0 * 1024.0), 2, false});
+    uart.setLogInFile(true);
+    m_machine.client().init(true);
+    uart.open(QString());
+    ASSERT_TRUE(waitUntil([&] { return uart.isReady(); }));
+    EXPECT_TRUE(m_folder.names().isEmpty());
+
+    EXPECT_TRUE(uart.writeBytes(QByteArray::fromHex("10fe")));
+    m_server.send(LinkServer::Payment, QByteArray::fromHex("01ab"));
+    ASSERT_TRUE(waitUntil([&] { return uart.events().contains(0); }));
+    const QString file = QStringLiteral("paymentSocket.txt");
+    EXPECT_EQ(m_folder.names(), QStringList{file});
+    const QStringList lines = m_folder.lines(file);
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines.at(0).endsWith(QStringLiteral("payment sent: 10 fe")));
+    EXPECT_TRUE(lines.at(1).endsWith(QStringLiteral("payment received: 01 ab")));
+
+    for (int i = 0; i < 200; ++i)
+        ASSERT_TRUE(uart.writeByte(0x5a));
+    const QStringList names = {QStringLiteral("paymentSocket.1.txt"),
+                               QStringLiteral("paymentSocket.2.txt"), file};
+    EXPECT_EQ(m_folder.names(), names);
+    for (const QString &name : names) {
+        EXPECT_LE(m_folder.bytes(name).size(), size);
+        EXPECT_GE(m_folder.bytes(name).size(), name == file ? 1 : size - 100);
+    }
+}
+
+struct OpeningCase
+{
+    const char *pName;
+    bool isRotatedWhenOpen;
+    QStringList names;
+};
+
+class UartLogOpenings : public UartLogTest, public ::testing::WithParamInterface<OpeningCase>
+{
+};
+
+TEST_P(UartLogOpenings, BeginAFileOrGoOnWithOne)
+{
+    for (int i = 0; i < 2; ++i) {
+        PaymentUart uart({1.0, 3, GetParam().isRotatedWhenOpen});
+        uart.setLogInFile(true);
+        PaymentMachine::deliver(m_machine.client(), "ab");
+    }
+    EXPECT_EQ(m_folder.names(), GetParam().names);
+}
+
+const OpeningCase s_openingCases[] = {
+    {"GoingOn", false, {QStringLiteral("paymentSocket.txt")}},
+    {"Beginning",
+     true,
+     {QStringLiteral("paymentSocket.1.txt"), QStringLiteral("paymentSocket.txt")}},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, UartLogOpenings, ::testing::ValuesIn(s_openingCases), caseName);

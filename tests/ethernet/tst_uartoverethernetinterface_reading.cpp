@@ -4,7 +4,10 @@
 #include "support/casename.h"
 #include "support/logspy.h"
 
+#include <QEventLoop>
+#include <QTimer>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -89,6 +92,59 @@ TEST_F(UartReadingTest, BytesThatComeInsideTheHandlingOfOthersKeepTheirPlace)
     EXPECT_EQ(read, QByteArray::fromHex("01020304"));
     EXPECT_EQ(m_uart.events(), (QList<int>{0, 0, 0, 0}));
 }
+
+TEST_F(UartReadingTest, BytesThatComeInAnEventLoopOfTheHandlingKeepTheirPlace)
+{
+    QByteArray read;
+    QByteArray atEnd;
+    bool isNested = false;
+    QObject::connect(&m_uart, &AbstractHardwareInterface::polled, &m_uart, [&] {
+        read.append(m_uart.readAll());
+        if (std::exchange(isNested, true))
+            return;
+        QEventLoop loop;
+        QTimer::singleShot(10, &loop, [this] { m_machine.deliver("04 05"); });
+        QTimer::singleShot(20, &loop, [this] { m_machine.deliver("06"); });
+        QTimer::singleShot(30, &loop, &QEventLoop::quit);
+        loop.exec();
+        atEnd = read;
+    });
+    m_machine.deliver("01 02 03");
+    EXPECT_EQ(atEnd, QByteArray::fromHex("010203040506"));
+    EXPECT_EQ(read, atEnd);
+    EXPECT_EQ(m_uart.events(), (QList<int>{0, 0, 0, 0, 0, 0}));
+    m_machine.deliver("07");
+    EXPECT_EQ(read, QByteArray::fromHex("01020304050607"));
+}
+
+struct ReportCase
+{
+    const char *pName;
+    int databits;
+    int reports; ///< of a chunk of four bytes
+};
+
+class UartReports : public UartReadingTest, public ::testing::WithParamInterface<ReportCase>
+{
+};
+
+TEST_P(UartReports, ComeForEachByteOrForAWholeChunk)
+{
+    m_uart.setDatabits(GetParam().databits);
+    QList<int> sizes;
+    QObject::connect(&m_uart, &AbstractHardwareInterface::polled, &m_uart,
+                     [this, &sizes] { sizes.append(m_uart.readAll().size()); });
+    m_machine.deliver("01 30 00 31");
+    EXPECT_EQ(sizes, GetParam().reports == 1 ? QList<int>{4} : (QList<int>{1, 1, 1, 1}));
+}
+
+constexpr ReportCase s_reportCases[] = {
+    {"Eight", 8, 4},    {"OneBelow", 7, 4},
+    {"None", 0, 4},     {"Negative", -9, 4},
+    {"Nine", 9, 1},     {"Ten", 10, 1},
+    {"Sixteen", 16, 1}, {"Largest", std::numeric_limits<int>::max(), 1},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, UartReports, ::testing::ValuesIn(s_reportCases), caseName);
 
 TEST_F(UartReadingTest, UartMayBeDeletedByWhoHearsOfAByte)
 {
@@ -213,6 +269,30 @@ TEST_F(UartReadingTest, ClearingTellsTheBytesThatWaited)
     EXPECT_FALSE(m_uart.readByte(byte));
 }
 
+TEST_F(UartReadingTest, ClearingInsideTheReportOfAByteForgetsNoByteBehindIt)
+{
+    const LogSpy log;
+    QObject::connect(&m_uart, &AbstractHardwareInterface::polled, &m_uart, [this] {
+        if (m_uart.events().size() == 2)
+            m_uart.clearIncomingData();
+    });
+    m_machine.deliver("01 02 03 04");
+    EXPECT_EQ(log.count("deleting 0102", 1), 1);
+    EXPECT_EQ(m_uart.events(), (QList<int>{0, 0, 0, 0}));
+    EXPECT_EQ(m_uart.readAll(), QByteArray::fromHex("0304"));
+}
+
+TEST_F(UartReadingTest, LineThatIsLostInsideTheReportOfAByteForgetsThoseBehindItToo)
+{
+    QObject::connect(&m_uart, &AbstractHardwareInterface::polled, &m_uart, [this](int event) {
+        if (event == 0)
+            Q_EMIT m_machine.client().paymentConnectedChanged(false);
+    });
+    m_machine.deliver("01 02 03");
+    EXPECT_EQ(m_uart.events(), (QList<int>{0, 2}));
+    EXPECT_EQ(m_uart.readAll(), QByteArray());
+}
+
 TEST_F(UartReadingTest, ClearingNothingTellsNothing)
 {
     const LogSpy log;
@@ -229,4 +309,28 @@ TEST_F(UartReadingTest, BytesThatNobodyReadsAreDroppedWhenTheyAreTooMany)
     m_machine.deliver("63");
     EXPECT_EQ(log.count("Nobody reads 65536 bytes", 3, Log::Payment), 1);
     EXPECT_EQ(m_uart.readAll(), QByteArray("c"));
+}
+
+TEST_F(UartReadingTest, CharactersThatNobodyReadsAreDroppedWholeAndTheLastChunkIsKept)
+{
+    m_uart.setDatabits(9);
+    PaymentMachine::deliver(m_machine.client(), QByteArray(64 * 1024 - 2, '\0'));
+    const LogSpy log;
+    m_machine.deliver("01 30");
+    EXPECT_TRUE(log.records().isEmpty());
+    m_machine.deliver("01 31 00 32");
+    EXPECT_EQ(log.count("Nobody reads 65536 bytes", 3, Log::Payment), 1);
+    EXPECT_EQ(m_uart.readAll(), QByteArray::fromHex("01310032"));
+}
+
+TEST_F(UartReadingTest, ChunkOfTheLargestSizeIsRead)
+{
+    m_uart.setDatabits(9);
+    const QByteArray chunk(64 * 1024, '\1');
+    for (int i = 0; i < 3; ++i) {
+        const LogSpy log;
+        PaymentMachine::deliver(m_machine.client(), chunk);
+        EXPECT_TRUE(log.records().isEmpty());
+        EXPECT_EQ(m_uart.readAll(), chunk);
+    }
 }

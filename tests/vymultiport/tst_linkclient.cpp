@@ -21,6 +21,27 @@ protected:
         return waitUntil([this] { return m_client.generation() != 0; });
     }
 
+    /// Takes what the client tells, as the thread of Multiport does; the connection's opening, 0
+    /// while it is not open.
+    unsigned int opening(DataConnection *pConnection)
+    {
+        while (const auto taken = m_events.take()) {
+            if (taken->event.type == LinkEvent::Type::CanConnected)
+                m_client.canBus()->setTold(taken->event.number);
+            if (taken->event.type == LinkEvent::Type::PaymentConnected)
+                m_client.payment()->setTold(taken->event.number);
+        }
+        return pConnection->generation();
+    }
+    bool opens(DataConnection *pConnection)
+    {
+        return waitUntil([=] { return opening(pConnection) != 0; });
+    }
+    bool closes(DataConnection *pConnection)
+    {
+        return waitUntil([=] { return opening(pConnection) == 0; });
+    }
+
     /// How many statuses the client has told since.
     int takeStatuses()
     {
@@ -79,18 +100,45 @@ TEST_F(LinkClientTest, BytesOfAnEarlierOpeningAreNotSent)
     ASSERT_TRUE(connect());
     DataConnection *const pCanBus = m_client.canBus();
     pCanBus->setWanted(true);
-    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() != 0; }));
+    ASSERT_TRUE(opens(pCanBus));
     const unsigned int first = pCanBus->generation();
     m_server.drop(LinkServer::CanBus);
-    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() == 0; }));
+    ASSERT_TRUE(closes(pCanBus));
     pCanBus->writeIf(first, "during");
-    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() != 0; }));
+    ASSERT_TRUE(opens(pCanBus));
     const LogSpy log;
     pCanBus->writeIf(first, "old");
     EXPECT_EQ(log.count("3 bytes not sent", 3, Log::Hardware), 1);
     pCanBus->writeIf(pCanBus->generation(), "new");
     ASSERT_TRUE(waitUntil([this] { return !m_server.received(LinkServer::CanBus).isEmpty(); }));
     EXPECT_EQ(m_server.received(LinkServer::CanBus), QByteArray("new"));
+}
+
+// Whoever does not know of an outage does not write after it.
+TEST_F(LinkClientTest, OpeningTakesBytesOnceItHasBeenTold)
+{
+    ASSERT_TRUE(connect());
+    DataConnection *const pCanBus = m_client.canBus();
+    pCanBus->setWanted(true);
+    ASSERT_TRUE(waitUntil([this] { return m_server.isOpen(LinkServer::CanBus); }));
+    waitUntil([] { return false; }, 50); // the claim's answer has come
+    EXPECT_EQ(pCanBus->generation(), 0U);
+    EXPECT_EQ(pCanBus->write("early"), -1);
+    EXPECT_EQ(opening(pCanBus), 1U);
+    EXPECT_EQ(pCanBus->write("first"), 5);
+    ASSERT_TRUE(waitUntil([this] { return !m_server.received(LinkServer::CanBus).isEmpty(); }));
+
+    m_server.drop(LinkServer::CanBus);
+    ASSERT_TRUE(waitUntil([this] { return m_server.connections(LinkServer::CanBus) == 2; }));
+    ASSERT_TRUE(waitUntil([this] { return m_server.isOpen(LinkServer::CanBus); }));
+    waitUntil([] { return false; }, 50);
+    EXPECT_EQ(pCanBus->generation(), 0U); // the outage has not been told
+    EXPECT_EQ(pCanBus->write("during"), -1);
+    EXPECT_EQ(opening(pCanBus), 2U);
+    EXPECT_EQ(pCanBus->write("second"), 6);
+    ASSERT_TRUE(
+        waitUntil([this] { return m_server.received(LinkServer::CanBus).endsWith("second"); }));
+    EXPECT_EQ(m_server.received(LinkServer::CanBus), QByteArray("firstsecond"));
 }
 
 // The connection was lost and made again while the server was asked: it has another port now.
@@ -108,10 +156,10 @@ TEST_F(LinkClientTest, AnswerToTheClaimOfAnEarlierConnectionOpensNothing)
     m_server.drop(LinkServer::CanBus);
     ASSERT_TRUE(waitUntil([&] { return asked.size() == 2; }));
     m_server.answer(asked.at(0), 0);
-    EXPECT_FALSE(waitUntil([=] { return pCanBus->generation() != 0; }, 200));
+    EXPECT_FALSE(waitUntil([=] { return opening(pCanBus) != 0; }, 200));
     EXPECT_EQ(m_server.connections(LinkServer::CanBus), 2);
     m_server.answer(asked.at(1), 0);
-    EXPECT_TRUE(waitUntil([=] { return pCanBus->generation() != 0; }));
+    EXPECT_TRUE(opens(pCanBus));
 }
 
 // Sequence numbers begin again after 65535: what an earlier link did not live to answer is
@@ -174,7 +222,7 @@ TEST_F(LinkClientTest, BytesThatHadNoRoomAreToldBeforeTheirConnectionIsClosed)
 {
     ASSERT_TRUE(connect());
     m_client.canBus()->setWanted(true);
-    ASSERT_TRUE(waitUntil([this] { return m_client.canBus()->generation() != 0; }));
+    ASSERT_TRUE(opens(m_client.canBus()));
     m_events.put({LinkEvent::Type::PaymentData, 0, 0, QByteArray(256 * 1024, 'x')});
     m_server.send(LinkServer::CanBus, "rest");
     auto *const pSocket = m_client.canBus()->findChild<QTcpSocket *>();
@@ -184,7 +232,7 @@ TEST_F(LinkClientTest, BytesThatHadNoRoomAreToldBeforeTheirConnectionIsClosed)
     bool isClosed = false;
     while (const auto taken = m_events.take()) {
         if (taken->event.type == LinkEvent::Type::CanConnected)
-            isClosed = taken->event.first == 0;
+            isClosed = taken->event.number == 0;
         if (taken->event.type != LinkEvent::Type::CanData)
             continue;
         bytes += taken->event.bytes;
@@ -199,9 +247,8 @@ TEST_F(LinkClientTest, NoConnectionHoldsSmallWritesBack)
     ASSERT_TRUE(connect());
     m_client.canBus()->setWanted(true);
     m_client.payment()->setWanted(true);
-    ASSERT_TRUE(waitUntil([this] {
-        return m_client.canBus()->generation() != 0 && m_client.payment()->generation() != 0;
-    }));
+    ASSERT_TRUE(opens(m_client.canBus()));
+    ASSERT_TRUE(opens(m_client.payment()));
     const auto sockets = m_client.findChildren<QTcpSocket *>();
     ASSERT_EQ(sockets.size(), 3);
     for (QTcpSocket *const pSocket : sockets)
@@ -213,15 +260,15 @@ TEST_F(LinkClientTest, ConnectionThatIsMadeInAPauseIsNotMadeTwice)
     ASSERT_TRUE(connect());
     DataConnection *const pCanBus = m_client.canBus();
     pCanBus->setWanted(true);
-    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() != 0; }));
+    ASSERT_TRUE(opens(pCanBus));
     m_server.drop(LinkServer::CanBus);
-    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() == 0; }));
+    ASSERT_TRUE(closes(pCanBus));
     const MessageSpy messages;
     pCanBus->setWanted(false);
     pCanBus->setWanted(true);
-    ASSERT_TRUE(waitUntil([=] { return pCanBus->generation() == 2; }));
+    ASSERT_TRUE(waitUntil([=] { return opening(pCanBus) == 2; }));
     waitUntil([] { return false; }, 150); // past the end of the pause
-    EXPECT_EQ(pCanBus->generation(), 2U);
+    EXPECT_EQ(opening(pCanBus), 2U);
     EXPECT_EQ(m_server.connections(LinkServer::CanBus), 2);
     for (const MessageSpy::Message &message : messages.messages())
         EXPECT_NE(message.category, QStringLiteral("default")) << message.text.toStdString();

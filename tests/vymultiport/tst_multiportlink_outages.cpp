@@ -71,7 +71,12 @@ TEST(MultiportOutageThreadTest, BytesThatWaitForTheEndOfTheTurnAreNotSentOnTheNe
         server.run([&] { isBack = server.server().isOpen(LinkServer::CanBus); });
     }
     ASSERT_TRUE(isBack);
-    QThread::msleep(20); // the claim's answer is on its way
+    QThread::msleep(20);                          // the claim's answer is on its way
+    EXPECT_FALSE(client.writeToCanBus("during")); // the outage has not been told
+    int openings = 0;
+    QObject::connect(&client, &Multiport::canBusConnectedChanged, &client,
+                     [&](bool isConnected) { openings += isConnected ? 1 : 0; });
+    ASSERT_TRUE(waitUntil([&] { return openings == 1; }));
     EXPECT_TRUE(client.writeToCanBus("after"));
     QByteArray received;
     ASSERT_TRUE(waitUntil([&] {

@@ -36,7 +36,7 @@ TEST_F(MultiportServerTest, GoodbyeIsLoggedOnceForEachEpisode)
     EXPECT_TRUE(m_journal.isEmpty());
 
     m_server.welcome();
-    ASSERT_TRUE(waitUntil([this] { return isUp(); }));
+    ASSERT_TRUE(waitUntil([this] { return isUp() && m_server.heartbeats() > 0; }));
     m_server.refuse(10, "the server stops");
     m_server.dropControl();
     const int connections = m_server.controlConnections();
@@ -54,13 +54,30 @@ TEST_F(MultiportServerTest, LinkThatWasUpIsTriedAgainAtOnceHoweverLongItTookToCo
     client().init(true);
     ASSERT_TRUE(waitUntil([this] { return m_server.controlConnections() == 4; }));
     m_server.welcome();
-    ASSERT_TRUE(waitUntil([this] { return isUp(); }));
+    ASSERT_TRUE(waitUntil([this] { return isUp() && m_server.heartbeats() > 0; }));
     m_server.dropControl();
     ASSERT_TRUE(waitUntil([this] { return isDown(); }));
     QElapsedTimer elapsed;
     elapsed.start();
     ASSERT_TRUE(waitUntil([this] { return isUp(); }));
-    EXPECT_LT(elapsed.elapsed(), 500); // the next pause would have been 1.1 s at least
+    EXPECT_LT(elapsed.elapsed(), 500); // the next pause would have been 0.6 s at least
+}
+
+// A server that welcomes and falls at once is not asked ten times a second.
+TEST_F(MultiportServerTest, LinkThatLivedForLessThanAHeartbeatDoesNotShortenThePauses)
+{
+    m_server.refuse(4, "too many clients");
+    client().init(true);
+    ASSERT_TRUE(waitUntil([this] { return m_server.controlConnections() == 4; }));
+    m_server.welcome();
+    ASSERT_TRUE(waitUntil([this] { return isUp(); }));
+    QElapsedTimer elapsed;
+    elapsed.start();
+    m_server.dropControl();
+    ASSERT_TRUE(waitUntil([this] { return isDown(); }));
+    ASSERT_TRUE(waitUntil([this] { return isUp(); }));
+    EXPECT_EQ(m_server.heartbeats(), 0);
+    EXPECT_GE(elapsed.elapsed(), 600); // the fourth pause: 0.8 s, less a quarter at most
 }
 
 TEST_F(MultiportServerTest, GoodbyeOnALinkThatIsUpEndsItAndIsLogged)
