@@ -27,6 +27,11 @@ public:
     Multiport &client() { return *m_environment.multiport(); }
 
 private:
+    struct Settings : HardwareSettings
+    {
+        AbstractHardwareController *createHardwareController() override { return nullptr; }
+    };
+
     Machine()
     {
         m_environment.setMultiport(
@@ -35,7 +40,7 @@ private:
 
     int m_argc = 0;
     QCoreApplication m_application{m_argc, nullptr};
-    HardwareSettings m_settings;
+    Settings m_settings;
     HardwareEnvironment m_environment{HardwareEnvironment::Lirenta, &m_settings};
 };
 

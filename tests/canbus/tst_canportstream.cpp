@@ -311,6 +311,22 @@ TEST_F(CanPortStreamTest, DeliveryInsideAFramesHandlingIsReadByAnEventLoopThatRu
     EXPECT_EQ(received(), "254419:02 654419:03 a54419:05 e54419:0607 254419:");
 }
 
+TEST_F(CanPortStreamTest, FrameStaysAsItIsForThoseWhoHearItAfterAnEventLoop)
+{
+    QStringList heardAtEnd; // by who is told last
+    QObject::connect(&m_interface, &AbstractCanInterface::frameReceived, &m_interface, [this] {
+        if (m_received.size() != 1)
+            return;
+        QEventLoop loop;
+        QTimer::singleShot(10, &loop, &QEventLoop::quit);
+        loop.exec();
+    });
+    QObject::connect(&m_interface, &AbstractCanInterface::frameReceived, &m_interface,
+                     [&](const CanFrame &one) { heardAtEnd.append(textOf({one})); });
+    m_machine.deliverHex("00 25 44 19 01 02 00 65 44 19 01 03");
+    EXPECT_EQ(heardAtEnd, (QStringList{QStringLiteral("654419:03"), QStringLiteral("254419:02")}));
+}
+
 // The rest of the delivery belongs to the opening before.
 TEST_F(CanPortStreamTest, OpeningInsideAFramesHandlingForgetsTheRest)
 {
