@@ -19,6 +19,9 @@ public:
     /// False, with a reason for people, when it cannot be used. Also called again after failed().
     virtual bool open(QString *pError) = 0;
 
+    /// Whether the line can be used after open() has succeeded.
+    static constexpr bool isReady() { return true; }
+
     /// A MultiportProtocol::Status.
     virtual quint8 setSerialLine(const multiportlink::SerialLine &line) = 0;
 

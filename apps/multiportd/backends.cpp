@@ -4,6 +4,7 @@
 #include "multiportd/serialbuscanbackend.h"
 #include "multiportd/serialportpaymentbackend.h"
 #include "multiportd/simulatedbackends.h"
+#include "simulator/consolepath.h"
 #include "simulator/controlconsole.h"
 #include "simulator/simulatedmachine.h"
 
@@ -15,7 +16,7 @@ bool Backends::open(const Options &options, QString *pError)
     make(options);
     makeSimulated(options);
     tellMissing();
-    if (m_pConsole && !m_pConsole->listen(options.consolePath, pError))
+    if (m_pConsole && !listenOnConsole(options.consolePath, pError))
         return false;
     return (!m_pCan || m_pCan->open(pError)) && (!m_pPayment || m_pPayment->open(pError));
 }
@@ -39,8 +40,20 @@ void Backends::makeSimulated(const Options &options)
     if (!m_pPayment)
         m_pPayment = std::make_unique<SimulatedPaymentBackend>(&m_pMachine->payment());
     m_pOutputs = std::make_unique<SimulatedOutputsBackend>(&m_pMachine->outputs());
-    if (!options.consolePath.isEmpty())
-        m_pConsole = std::make_unique<ControlConsole>(m_pMachine.get(), nullptr);
+    m_pConsole = std::make_unique<ControlConsole>(m_pMachine.get(), nullptr);
+}
+
+/// A console that was asked for must be had; without the default one the server goes on.
+bool Backends::listenOnConsole(const QString &path, QString *pError)
+{
+    if (!path.isEmpty())
+        return m_pConsole->listen(path, pError);
+    QString reason;
+    if (!m_pConsole->listen(defaultConsolePath(), &reason)) {
+        LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << "There is no console:" << reason;
+        m_pConsole.reset();
+    }
+    return true;
 }
 
 void Backends::tellMissing() const

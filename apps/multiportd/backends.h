@@ -31,6 +31,7 @@ public:
 private:
     void make(const Options &options);
     void makeSimulated(const Options &options);
+    bool listenOnConsole(const QString &path, QString *pError);
     void tellMissing() const;
 
     std::unique_ptr<SimulatedMachine> m_pMachine; ///< outlives the console and the backends

@@ -4,18 +4,25 @@
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEvent>
 #include <QPointer>
 #include <QVector>
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace {
 
-constexpr int s_readBuffer = 64 * 1024; ///< bytes of one client that wait to be handled
+constexpr int s_readBuffer = 64 * 1024;     ///< bytes of one client that wait to be handled
+constexpr int s_collectedSpace = 64 * 1024; ///< bytes; what a turn writes beyond them is rare
+
+} // namespace
 
 /// Flushes what was written when the turn of the event loop ends, whether the loop waits then or is
-/// called again and again. An event would wake the loop once more for each answer.
-class TurnEnd : public QObject
+/// called again and again. An event would wake the loop once more for each answer. Sees also when
+/// the loop has not turned for too long, and that all that waits together stays bounded.
+class ClientSocket::TurnEnd : public QObject
 {
 public:
     static TurnEnd &instance()
@@ -24,15 +31,34 @@ public:
         return *pInstance;
     }
 
+    void add(ClientSocket *pSocket) { m_all.append(pSocket); }
+    void remove(ClientSocket *pSocket) { m_all.removeOne(pSocket); }
     void flush(ClientSocket *pSocket) { m_written.append(pSocket); }
+
+    /// How often the loop has not turned for as long as silence lasts, now included.
+    quint64 stalls() const { return m_stalls + (isStall() ? 1 : 0); }
 
 private:
     TurnEnd()
         : QObject(qApp)
     {
+        m_sinceTurn.start();
         const auto *const pDispatcher = QAbstractEventDispatcher::instance();
-        connect(pDispatcher, &QAbstractEventDispatcher::aboutToBlock, this, &TurnEnd::flushAll);
-        connect(pDispatcher, &QAbstractEventDispatcher::awake, this, &TurnEnd::flushAll);
+        connect(pDispatcher, &QAbstractEventDispatcher::aboutToBlock, this, &TurnEnd::onTurn);
+        connect(pDispatcher, &QAbstractEventDispatcher::awake, this, &TurnEnd::onTurn);
+    }
+
+    bool isStall() const
+    {
+        return m_sinceTurn.elapsed() >
+               std::chrono::milliseconds(multiportlink::SilenceLimit).count();
+    }
+
+    void onTurn()
+    {
+        m_stalls = stalls();
+        m_sinceTurn.start();
+        flushAll();
     }
 
     void flushAll()
@@ -44,12 +70,33 @@ private:
             if (pSocket)
                 pSocket->flush();
         }
+        boundSum();
     }
 
-    QVector<QPointer<ClientSocket>> m_written;
-};
+    void boundSum()
+    {
+        qint64 sum = 0;
+        for (const ClientSocket *const pSocket : std::as_const(m_all))
+            sum += pSocket->waiting();
+        while (sum > MaxSum) {
+            ClientSocket *const pSlowest =
+                *std::max_element(m_all.cbegin(), m_all.cend(),
+                                  [](const ClientSocket *pOne, const ClientSocket *pOther) {
+                                      return pOne->waiting() < pOther->waiting();
+                                  });
+            sum -= pSlowest->waiting();
+            pSlowest->overflow(
+                QStringLiteral(
+                    "more than %1 bytes wait to be read by all clients, most by this one")
+                    .arg(MaxSum));
+        }
+    }
 
-} // namespace
+    QVector<ClientSocket *> m_all;
+    QVector<QPointer<ClientSocket>> m_written;
+    QElapsedTimer m_sinceTurn;
+    quint64 m_stalls = 0;
+};
 
 ClientSocket::ClientSocket(QTcpSocket *pSocket, const QString &port, QObject *pParent)
     : QObject(pParent)
@@ -61,6 +108,9 @@ ClientSocket::ClientSocket(QTcpSocket *pSocket, const QString &port, QObject *pP
     pSocket->setParent(nullptr);
     pSocket->setReadBufferSize(s_readBuffer);
     pSocket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    pSocket->setSocketOption(QAbstractSocket::KeepAliveOption,
+                             1); // of a line on which nothing goes by
+    TurnEnd::instance().add(this);
     connect(pSocket, &QTcpSocket::readyRead, this, &ClientSocket::read);
     connect(pSocket, &QTcpSocket::disconnected, this, [this] {
         read();
@@ -72,7 +122,18 @@ ClientSocket::ClientSocket(QTcpSocket *pSocket, const QString &port, QObject *pP
 
 ClientSocket::~ClientSocket()
 {
+    TurnEnd::instance().remove(this);
     m_pSocket->disconnect(this);
+}
+
+void ClientSocket::noteStalls()
+{
+    m_stallsSeen = TurnEnd::instance().stalls();
+}
+
+bool ClientSocket::isStale() const
+{
+    return m_stallsSeen && *m_stallsSeen != TurnEnd::instance().stalls();
 }
 
 void ClientSocket::write(const QByteArray &bytes)
@@ -85,9 +146,23 @@ void ClientSocket::write(const QByteArray &bytes)
     if (m_pSocket->bytesToWrite() + m_collected.size() <= multiportlink::MaxBacklog)
         return;
     flush(); // not all of it need be the client's fault
-    m_isOverflowed = m_pSocket->bytesToWrite() > multiportlink::MaxBacklog;
-    if (m_isOverflowed)
-        post();
+    if (m_pSocket->bytesToWrite() > multiportlink::MaxBacklog)
+        overflow(
+            QStringLiteral("more than %1 bytes wait to be read").arg(multiportlink::MaxBacklog));
+}
+
+void ClientSocket::overflow(const QString &reason)
+{
+    m_isOverflowed = true;
+    m_overflowReason = reason;
+    m_collected = QByteArray();
+    post();
+}
+
+/// Bytes that the client has not taken, unless it is on its way out.
+qint64 ClientSocket::waiting() const
+{
+    return m_isClosed || m_isOverflowed ? 0 : m_pSocket->bytesToWrite();
 }
 
 void ClientSocket::flush()
@@ -95,7 +170,10 @@ void ClientSocket::flush()
     if (m_collected.isEmpty() || m_isClosed)
         return;
     m_pSocket->write(m_collected);
-    m_collected.resize(0); // keeps its memory
+    if (m_collected.size() > s_collectedSpace)
+        m_collected = QByteArray();
+    else
+        m_collected.resize(0); // keeps its memory
     m_pSocket->flush();
 }
 
@@ -141,7 +219,7 @@ bool ClientSocket::event(QEvent *pEvent)
     flush();
     if (m_isOverflowed) {
         if (!std::exchange(m_isOverflowTold, true))
-            Q_EMIT overflowed();
+            Q_EMIT overflowed(m_overflowReason);
         return true;
     }
     read();

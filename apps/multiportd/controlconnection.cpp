@@ -77,6 +77,8 @@ void ControlConnection::welcome(quint16 canPort, quint16 paymentPort)
     m_state = State::Greeted;
     m_silenceTimer.start(multiportlink::SilenceLimit);
     m_heartbeatTimer.start();
+    if (m_role == Role::Controller)
+        m_pSocket->noteStalls();
     LogFormatter(1, Log::Hardware) << Q_FUNC_INFO << name() << "is welcome as"
                                    << (m_role == Role::Controller ? "controller" : "observer");
     m_pSocket->write(multiportlink::encode(
@@ -96,11 +98,20 @@ void ControlConnection::goodbye(Reason reason, bool isLogged)
     end();
 }
 
-/// Nothing can be said to it any more.
-void ControlConnection::onOverflowed()
+void ControlConnection::goodbyeStale()
 {
-    LogFormatter(3, Log::Hardware)
-        << Q_FUNC_INFO << name() << "dropped:" << textOf(Reason::Backlog);
+    if (m_state == State::Ended)
+        return;
+    LogFormatter(4, Log::Hardware)
+        << Q_FUNC_INFO
+        << "This server has stood still: what its controller sent meanwhile is not obeyed";
+    goodbye(Reason::Silent);
+}
+
+/// Nothing can be said to it any more.
+void ControlConnection::onOverflowed(const QString &reason)
+{
+    LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << name() << "dropped:" << reason;
     end();
 }
 
@@ -126,6 +137,10 @@ void ControlConnection::onReceived(const QByteArray &bytes)
 /// Stops while an answer is due; the client's further bytes then stay in its socket.
 void ControlConnection::takeRecords()
 {
+    if (m_pSocket->isStale()) {
+        goodbyeStale();
+        return;
+    }
     while (m_state != State::Ended && !m_isAnswerDue) {
         const std::optional<Record> record = m_reader.next();
         if (!record)

@@ -30,6 +30,8 @@ public:
     /// Says so, with a line in the log unless `isLogged` is false, and closes; ended() comes from
     /// within.
     void goodbye(multiportlink::Reason reason, bool isLogged = true);
+    /// The same to a controller whose bytes were sent to a server that stood still.
+    void goodbyeStale();
 
 Q_SIGNALS:
     /// The client has introduced itself.
@@ -45,7 +47,7 @@ private:
     void take(const multiportlink::Record &record);
     void takeHello(const multiportlink::Record &record);
     void takeRequest(const QByteArray &body);
-    void onOverflowed();
+    void onOverflowed(const QString &reason);
     void end();
 
     enum class State { Greeting, Greeted, Ended };

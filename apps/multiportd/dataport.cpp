@@ -52,7 +52,8 @@ void DataPort::watch(ClientSocket *pSocket)
 {
     connect(pSocket, &ClientSocket::received, this,
             [this, pSocket](const QByteArray &bytes) { onReceived(pSocket, bytes); });
-    connect(pSocket, &ClientSocket::overflowed, this, [this, pSocket] { onOverflowed(pSocket); });
+    connect(pSocket, &ClientSocket::overflowed, this,
+            [this, pSocket](const QString &reason) { onOverflowed(pSocket, reason); });
     connect(pSocket, &ClientSocket::disconnected, this, [this, pSocket] { drop(pSocket); });
 }
 
@@ -99,6 +100,7 @@ void DataPort::setController(ClientSocket *pSocket)
     m_observers.removeOne(pSocket);
     m_kept.removeOne(pSocket);
     m_pController = pSocket;
+    pSocket->noteStalls();
     LogFormatter(1, Log::Hardware) << Q_FUNC_INFO << pSocket->name() << "is the controller's";
     Q_EMIT controllerChanged();
 }
@@ -129,7 +131,8 @@ void DataPort::closeController()
 
 void DataPort::writeToObservers(const QByteArray &bytes)
 {
-    for (ClientSocket *const pObserver : std::as_const(m_observers))
+    const QList<ClientSocket *> all = m_observers; // a connection may turn out to be broken
+    for (ClientSocket *const pObserver : all)
         pObserver->write(bytes);
 }
 
@@ -151,7 +154,10 @@ void DataPort::stop()
 void DataPort::onReceived(ClientSocket *pSocket, const QByteArray &bytes)
 {
     if (pSocket == m_pController) {
-        Q_EMIT controllerWrote(bytes);
+        if (pSocket->isStale())
+            Q_EMIT controllerStale();
+        else
+            Q_EMIT controllerWrote(bytes);
         return;
     }
     if (m_told.contains(pSocket))
@@ -161,11 +167,10 @@ void DataPort::onReceived(ClientSocket *pSocket, const QByteArray &bytes)
         << Q_FUNC_INFO << pSocket->name() << "is an observer: what it sends is thrown away";
 }
 
-void DataPort::onOverflowed(ClientSocket *pSocket)
+void DataPort::onOverflowed(ClientSocket *pSocket, const QString &reason)
 {
     LogFormatter(3, Log::Hardware)
-        << Q_FUNC_INFO << pSocket->name() << "does not read and is dropped: more than"
-        << multiportlink::MaxBacklog << "bytes wait";
+        << Q_FUNC_INFO << pSocket->name() << "does not read and is dropped:" << reason;
     const bool isController = pSocket == m_pController;
     drop(pSocket);
     if (isController)

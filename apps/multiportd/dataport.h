@@ -54,6 +54,8 @@ Q_SIGNALS:
     void controllerChanged();
     void controllerWrote(const QByteArray &bytes);
     void controllerOverflowed();
+    /// What it wrote is too old to be passed on: this process has stood still.
+    void controllerStale();
 
 private:
     void take(ClientSocket *pSocket);
@@ -62,7 +64,7 @@ private:
     void refuse(ClientSocket *pSocket);
     void setController(ClientSocket *pSocket);
     void onReceived(ClientSocket *pSocket, const QByteArray &bytes);
-    void onOverflowed(ClientSocket *pSocket);
+    void onOverflowed(ClientSocket *pSocket, const QString &reason);
     void forget(ClientSocket *pSocket);
     void drop(ClientSocket *pSocket);
     void endClaim(bool isDone);

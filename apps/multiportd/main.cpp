@@ -36,6 +36,16 @@ void printPorts(const MultiportServer::Ports &ports)
               << ports.control << std::endl; // flushed: somebody waits for them
 }
 
+/// A link that cannot be had back stays cut, for whoever asks.
+void obeyLinkFaults(MultiportServer *pServer, SimulatedMachine *pMachine)
+{
+    QObject::connect(pMachine, &SimulatedMachine::linkCutAsked, pServer,
+                     [pServer, pMachine](bool isCut) {
+                         if (!pServer->setCut(isCut))
+                             pMachine->setLinkCut(true);
+                     });
+}
+
 int run(const Options &options)
 {
     StopSignal stopSignal;
@@ -49,8 +59,7 @@ int run(const Options &options)
     if (!server.listen(options.address, portsFrom(options.portBase), &error))
         return fail(error);
     if (backends.machine() != nullptr)
-        QObject::connect(backends.machine(), &SimulatedMachine::linkCutAsked, &server,
-                         &MultiportServer::setCut);
+        obeyLinkFaults(&server, backends.machine());
     const MultiportServer::Ports ports = server.ports();
     LogFormatter(1, Log::Hardware)
         << Q_FUNC_INFO << "Listening on" << options.address.toString() << "payment" << ports.payment

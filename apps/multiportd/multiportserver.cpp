@@ -6,6 +6,8 @@
 #include "multiportd/abstractpaymentbackend.h"
 #include "multiportd/controlconnection.h"
 
+#include <utility>
+
 using multiportlink::Reason;
 using multiportlink::Role;
 
@@ -33,6 +35,10 @@ MultiportServer::MultiportServer(AbstractCanBackend *pCan, AbstractPaymentBacken
             if (ControlConnection *const pController = m_controlPort.controller())
                 pController->goodbye(Reason::Backlog);
         });
+        connect(pPort, &DataPort::controllerStale, this, [this] {
+            if (ControlConnection *const pController = m_controlPort.controller())
+                pController->goodbyeStale();
+        });
     }
     connectCan();
     connectPayment();
@@ -47,7 +53,10 @@ void MultiportServer::connectCan()
 {
     if (m_pCan == nullptr)
         return;
-    watch(m_pCan, &m_canPort, &m_canReopenTimer);
+    watch(m_pCan, &m_canPort, &m_canDevice);
+    connect(m_pCan, &AbstractCanBackend::ready, this, [this] { onReady(&m_canDevice); });
+    if (!m_pCan->isReady())
+        m_canDevice.reopenTimer.start();
     connect(&m_canPort, &DataPort::controllerChanged, this, [this] { m_canRecords = {}; });
     connect(&m_canPort, &DataPort::controllerWrote, this, &MultiportServer::onControllerWroteCan);
     connect(m_pCan, &AbstractCanBackend::frameReceived, this,
@@ -58,7 +67,7 @@ void MultiportServer::connectPayment()
 {
     if (m_pPayment == nullptr)
         return;
-    watch(m_pPayment, &m_paymentPort, &m_paymentReopenTimer);
+    watch(m_pPayment, &m_paymentPort, &m_paymentDevice);
     connect(&m_paymentPort, &DataPort::controllerChanged, m_pPayment,
             &AbstractPaymentBackend::startAfresh);
     connect(&m_paymentPort, &DataPort::controllerWrote, this, [this](const QByteArray &bytes) {
@@ -70,21 +79,27 @@ void MultiportServer::connectPayment()
 }
 
 template <typename Backend>
-void MultiportServer::watch(Backend *pBackend, DataPort *pPort, QTimer *pReopenTimer)
+void MultiportServer::watch(Backend *pBackend, DataPort *pPort, Device *pDevice)
 {
-    pReopenTimer->setInterval(s_reopenInterval);
-    connect(pBackend, &Backend::failed, this, [pPort, pReopenTimer](const QString &reason) {
-        LogFormatter(4, Log::Hardware) << "MultiportServer lost" << reason;
-        pReopenTimer->start();
+    pDevice->reopenTimer.setInterval(s_reopenInterval);
+    connect(pBackend, &Backend::failed, this, [pPort, pDevice](const QString &reason) {
+        if (!std::exchange(pDevice->isLossTold, true))
+            LogFormatter(4, Log::Hardware) << "MultiportServer lost" << reason;
+        pDevice->reopenTimer.start();
         pPort->closeController();
     });
-    connect(pReopenTimer, &QTimer::timeout, this, [pBackend, pReopenTimer] {
+    connect(&pDevice->reopenTimer, &QTimer::timeout, this, [pBackend, pDevice] {
         QString error;
-        if (!pBackend->open(&error))
-            return;
-        LogFormatter(1, Log::Hardware) << "MultiportServer has it again";
-        pReopenTimer->stop();
+        if (pBackend->open(&error) && pBackend->isReady())
+            onReady(pDevice);
     });
+}
+
+void MultiportServer::onReady(Device *pDevice)
+{
+    pDevice->reopenTimer.stop();
+    if (std::exchange(pDevice->isLossTold, false))
+        LogFormatter(1, Log::Hardware) << "MultiportServer has it again";
 }
 
 bool MultiportServer::listen(const QHostAddress &address, Ports ports, QString *pError)
@@ -108,12 +123,14 @@ void MultiportServer::stop()
     m_paymentPort.stop();
 }
 
-void MultiportServer::setCut(bool isCut)
+bool MultiportServer::setCut(bool isCut)
 {
     stop();
     QString error;
-    if (!isCut && !listen(m_address, m_ports, &error))
-        LogFormatter(4, Log::Hardware) << Q_FUNC_INFO << error;
+    if (isCut || listen(m_address, m_ports, &error))
+        return true;
+    LogFormatter(4, Log::Hardware) << Q_FUNC_INFO << error;
+    return false;
 }
 
 /// Observers see a frame before whatever answers it.
@@ -174,6 +191,6 @@ quint8 MultiportServer::statusOf(const DataPort *pPort) const
     const bool isThere = isCan ? m_pCan != nullptr : m_pPayment != nullptr;
     if (!isThere)
         return MultiportProtocol::StatusNoDevice;
-    const QTimer &reopenTimer = isCan ? m_canReopenTimer : m_paymentReopenTimer;
+    const QTimer &reopenTimer = (isCan ? m_canDevice : m_paymentDevice).reopenTimer;
     return reopenTimer.isActive() ? MultiportProtocol::StatusFailed : MultiportProtocol::StatusDone;
 }

@@ -43,8 +43,8 @@ public:
 
     /// Says goodbye to all clients and closes everything.
     void stop();
-    /// Stops, or with false listens again where it did.
-    void setCut(bool isCut);
+    /// Stops, or with false listens again where it did. False when that cannot be had any more.
+    bool setCut(bool isCut);
 
 private:
     void connectCan();
@@ -52,16 +52,23 @@ private:
     void onControllerWroteCan(const QByteArray &bytes);
     void onRequested(ControlConnection *pConnection, const multiportlink::Request &request);
     void claim(ControlConnection *pConnection, const QByteArray &payload);
+    struct Device;
     template <typename Backend>
-    void watch(Backend *pBackend, DataPort *pPort, QTimer *pReopenTimer);
+    void watch(Backend *pBackend, DataPort *pPort, Device *pDevice);
+    static void onReady(Device *pDevice);
     quint8 statusOf(const DataPort *pPort) const;
 
     QHostAddress m_address;
     Ports m_ports{};
     AbstractCanBackend *m_pCan;
     AbstractPaymentBackend *m_pPayment;
-    QTimer m_canReopenTimer{this};     ///< runs while the bus cannot be used
-    QTimer m_paymentReopenTimer{this}; ///< the same for the line
+    struct Device
+    {
+        QTimer reopenTimer;      ///< runs while it cannot be used
+        bool isLossTold = false; ///< since it could be used last
+    };
+    Device m_canDevice;
+    Device m_paymentDevice;
     Commands m_commands;
     DataPort m_canPort;
     DataPort m_paymentPort;

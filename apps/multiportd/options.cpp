@@ -94,7 +94,8 @@ void addOptions(CLI::App &app, Words &words)
     app.add_flag("--simulate", words.isSimulated,
                  "Simulate the machine, but for what --can and --payment name");
     app.add_option("--console", words.console,
-                   "Control the simulated machine through the Unix socket PATH")
+                   "Control the simulated machine through the Unix socket PATH; default "
+                   "VY_SIM_CONSOLE, or vy-sim.sock in XDG_RUNTIME_DIR")
         ->type_name("PATH")
         ->needs("--simulate");
     app.add_option("--can", words.can,

@@ -13,7 +13,7 @@ struct Options
     bool isPortsPrinted = false;
     QString logFile; ///< empty for none
     bool isSimulated = false;
-    QString consolePath;   ///< empty for none
+    QString consolePath;   ///< empty for the default one
     QString canPlugin;     ///< of Qt SerialBus; empty for none
     QString canInterface;  ///< as the plugin calls it
     QString paymentDevice; ///< empty for none

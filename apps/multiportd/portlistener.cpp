@@ -39,6 +39,12 @@ bool PortListener::listen(const QHostAddress &address, quint16 port, QString *pE
     return false;
 }
 
+void PortListener::stop()
+{
+    m_resumeTimer.stop();
+    m_server.close();
+}
+
 void PortListener::acceptPending()
 {
     while (QTcpSocket *const pSocket = m_server.nextPendingConnection())

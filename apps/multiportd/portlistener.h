@@ -22,7 +22,7 @@ public:
     /// Port 0 takes a free one. False, with a reason for people, when it cannot be had.
     bool listen(const QHostAddress &address, quint16 port, QString *pError);
     quint16 port() const { return m_server.serverPort(); }
-    void stop() { m_server.close(); }
+    void stop();
 
 Q_SIGNALS:
     /// The slot takes the socket over.

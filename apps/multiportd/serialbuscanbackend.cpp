@@ -5,11 +5,13 @@
 #include <QCanBus>
 #include <QCanBusFrame>
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace {
 
-constexpr int s_maxWaiting = 8192; ///< frames, about a second of a full bus
+constexpr int s_maxWaiting = 8192;              ///< frames, about a second of a full bus
+constexpr qint64 s_maxBytesWaiting = 512 << 10; ///< as many frames, as a bus over TCP writes them
 constexpr quint32 s_maxId = 0x1FFFFFFF;
 
 QByteArray payloadOf(const CanFrame &frame)
@@ -49,6 +51,8 @@ bool SerialBusCanBackend::open(QString *pError)
                       .arg(m_plugin, QCanBus::instance()->plugins().join(QStringLiteral(", ")));
         return false;
     }
+    if (isConnecting())
+        return true;
     close();
     m_pDevice.reset(QCanBus::instance()->createDevice(m_plugin, m_interface, pError));
     if (!m_pDevice)
@@ -59,10 +63,39 @@ bool SerialBusCanBackend::open(QString *pError)
                       .arg(m_interface, m_plugin, m_pDevice->errorString());
         return false;
     }
+    m_pSocket = m_pDevice->findChild<QAbstractSocket *>();
+    if (m_pSocket) // the device does not tell that its socket was refused
+        connect(m_pSocket, &QAbstractSocket::errorOccurred, this,
+                &SerialBusCanBackend::onSocketError);
     connect(m_pDevice.get(), &QCanBusDevice::stateChanged, this,
             &SerialBusCanBackend::onStateChanged);
     connect(m_pDevice.get(), &QCanBusDevice::errorOccurred, this, [this] { tellError(); });
     return true;
+}
+
+bool SerialBusCanBackend::isConnecting() const
+{
+    return m_pDevice && m_pDevice->state() == QCanBusDevice::ConnectingState &&
+           (!m_pSocket || m_pSocket->state() != QAbstractSocket::UnconnectedState);
+}
+
+bool SerialBusCanBackend::isReady() const
+{
+    return m_pDevice && m_pDevice->state() == QCanBusDevice::ConnectedState;
+}
+
+/// A plugin that writes to a socket counts no frames: they wait there, as many bytes.
+bool SerialBusCanBackend::isFull() const
+{
+    return m_pDevice && (m_pDevice->framesToWrite() >= s_maxWaiting ||
+                         (m_pSocket && m_pSocket->bytesToWrite() >= s_maxBytesWaiting));
+}
+
+/// Not at the edge, where a line in the log would come again and again.
+bool SerialBusCanBackend::hasRoomAgain() const
+{
+    return isReady() && m_pDevice->framesToWrite() == 0 &&
+           (!m_pSocket || m_pSocket->bytesToWrite() == 0);
 }
 
 void SerialBusCanBackend::send(const CanFrame &frame)
@@ -71,18 +104,18 @@ void SerialBusCanBackend::send(const CanFrame &frame)
         lose(QStringLiteral("identifier 0x%1 has more than 29 bits").arg(frame.id(), 0, 16));
         return;
     }
-    if (m_pDevice && m_pDevice->framesToWrite() >= s_maxWaiting) {
+    if (isFull()) {
         lose(QStringLiteral("%1 frames wait for the bus").arg(s_maxWaiting));
         return;
     }
+    if (hasRoomAgain())
+        m_isLossTold = false;
     QCanBusFrame sent(frame.id(), payloadOf(frame));
     sent.setExtendedFrameFormat(true);
-    if (!m_pDevice || m_pDevice->state() != QCanBusDevice::ConnectedState ||
-        !m_pDevice->writeFrame(sent)) {
+    if (!isReady() || !m_pDevice->writeFrame(sent)) {
         lose(QStringLiteral("the bus takes none"));
         return;
     }
-    m_isLossTold = false;
     m_isErrorTold = false;
 }
 
@@ -90,7 +123,7 @@ void SerialBusCanBackend::lose(const QString &reason)
 {
     if (!std::exchange(m_isLossTold, true))
         LogFormatter(4, Log::Hardware)
-            << Q_FUNC_INFO << "CAN frames are lost until one can be sent again:" << reason;
+            << Q_FUNC_INFO << "CAN frames are lost until the bus takes them again:" << reason;
 }
 
 void SerialBusCanBackend::receive()
@@ -105,7 +138,8 @@ void SerialBusCanBackend::take(const QCanBusFrame &received)
     const bool isOurs = received.frameType() == QCanBusFrame::DataFrame &&
                         received.hasExtendedFrameFormat() && !received.hasFlexibleDataRateFormat();
     if (!isOurs) {
-        if (m_foreignFrames++ == 0)
+        m_foreignFrames += m_foreignFrames < std::numeric_limits<int>::max() ? 1 : 0;
+        if (m_foreignFrames == 1)
             LogFormatter(3, Log::Hardware)
                 << Q_FUNC_INFO
                 << "Not relayed, as all others of its kind will not be:" << received.toString();
@@ -123,8 +157,16 @@ void SerialBusCanBackend::tellError()
         LogFormatter(3, Log::Hardware) << Q_FUNC_INFO << m_interface << m_pDevice->errorString();
 }
 
+void SerialBusCanBackend::onSocketError()
+{
+    if (m_pDevice->state() == QCanBusDevice::ConnectingState)
+        Q_EMIT failed(QStringLiteral("%1: %2").arg(m_interface, m_pSocket->errorString()));
+}
+
 void SerialBusCanBackend::onStateChanged(QCanBusDevice::CanBusDeviceState state)
 {
+    if (state == QCanBusDevice::ConnectedState)
+        Q_EMIT ready();
     if (state == QCanBusDevice::UnconnectedState)
         Q_EMIT failed(
             QStringLiteral("%1: the bus is gone, %2").arg(m_interface, m_pDevice->errorString()));

@@ -3,6 +3,7 @@
 #include "logformatter.h"
 #include "multiportprotocol.h"
 
+#include <limits>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <utility>
@@ -12,6 +13,7 @@ namespace {
 constexpr int s_maxWaiting = 64 * 1024; ///< bytes, over half a minute of the line at 9600 baud
 constexpr int s_bitsPerCharacter = 11;  ///< start, eight, parity, stop
 constexpr int s_sentPollMs = 1;
+constexpr quint32 s_maxBaudRate = std::numeric_limits<qint32>::max();
 
 /// How long the line needs for them at least, in ms, rounded up.
 int durationMs(int characters, qint32 baudRate)
@@ -71,14 +73,29 @@ quint8 SerialPortPaymentBackend::setSerialLine(const multiportlink::SerialLine &
     const bool isNineBit = line.dataBits == MultiportProtocol::DataBits9;
     if (isNineBit && line.parity != MultiportProtocol::ParityNone)
         return MultiportProtocol::StatusRejected; // the parity bit is taken
+    if (!m_port.isOpen() || line.baudRate > s_maxBaudRate)
+        return MultiportProtocol::StatusFailed;
     m_sentTimer.stop();
     m_waiting.clear();
+    receive(); // under the parity that it came with
     m_reader.clear();
+    const qint32 oldBaudRate = m_port.baudRate();
+    const QSerialPort::Parity oldParity = m_port.parity();
+    if (setUp(static_cast<qint32>(line.baudRate), isNineBit, parityOf(line.parity)))
+        return MultiportProtocol::StatusDone;
+    setUp(oldBaudRate, m_isNineBit, oldParity); // else the port takes the line for set up next time
+    return MultiportProtocol::StatusFailed;
+}
+
+/// The parity is that of a line with 8 bits.
+bool SerialPortPaymentBackend::setUp(qint32 baudRate, bool isNineBit, QSerialPort::Parity parity)
+{
+    if (!m_port.setBaudRate(baudRate) || !m_port.setDataBits(QSerialPort::Data8))
+        return false;
+    if (!(isNineBit ? setMode(false) : m_port.setParity(parity)))
+        return false;
     m_isNineBit = isNineBit;
-    const bool isSet = m_port.setBaudRate(static_cast<qint32>(line.baudRate)) &&
-                       m_port.setDataBits(QSerialPort::Data8) &&
-                       (isNineBit ? setMode(false) : m_port.setParity(parityOf(line.parity)));
-    return isSet ? MultiportProtocol::StatusDone : MultiportProtocol::StatusFailed;
+    return true;
 }
 
 void SerialPortPaymentBackend::write(const QByteArray &bytes)

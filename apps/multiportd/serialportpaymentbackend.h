@@ -29,6 +29,7 @@ private:
     void sendNext();
     void sendRun();
     void onSent();
+    bool setUp(qint32 baudRate, bool isNineBit, QSerialPort::Parity parity);
     bool setMode(bool isAddress);
     bool markParityErrors();
     void fail();

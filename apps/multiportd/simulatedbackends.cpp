@@ -53,6 +53,11 @@ void SimulatedPaymentBackend::write(const QByteArray &bytes)
     m_pPeripheral->hear(bytes);
 }
 
+void SimulatedPaymentBackend::startAfresh()
+{
+    m_pPeripheral->forgetLine();
+}
+
 SimulatedOutputsBackend::SimulatedOutputsBackend(SimulatedOutputs *pOutputs, QObject *pParent)
     : AbstractOutputsBackend(pParent)
     , m_pOutputs(pOutputs)

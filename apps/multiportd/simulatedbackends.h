@@ -35,6 +35,7 @@ public:
     bool open(QString *pError) override;
     quint8 setSerialLine(const multiportlink::SerialLine &line) override;
     void write(const QByteArray &bytes) override;
+    void startAfresh() override;
 
 private:
     PaymentPeripheral *m_pPeripheral;

@@ -19,7 +19,7 @@ using Fault = PaymentPeripheral::Fault;
 
 constexpr int s_maxDelayMs = 60000;
 
-enum class Outcome { Done, WrongValue, Refused };
+enum class Outcome { Done, WrongValue, Refused, LinkGone };
 
 /// A word for "what", and what it does.
 struct Word
@@ -127,7 +127,7 @@ Outcome setLink(SimulatedMachine &machine, const QJsonValue &value)
     if (!isCut)
         return Outcome::WrongValue;
     machine.setLinkCut(*isCut);
-    return Outcome::Done;
+    return machine.isLinkCut() == *isCut ? Outcome::Done : Outcome::LinkGone;
 }
 
 constexpr Word s_settings[] = {
@@ -236,6 +236,9 @@ QJsonObject apply(const Word (&words)[count], SimulatedMachine &machine, const Q
         return error("call",
                      QStringLiteral("wrong value for %1; expected %2")
                          .arg(QLatin1String(pWord->pName), QLatin1String(pWord->pExpected)));
+    case Outcome::LinkGone:
+        return error("machine", QStringLiteral("the server's ports cannot be had any more, its log "
+                                               "says why; expected them to be free"));
     case Outcome::Refused:
         break;
     }

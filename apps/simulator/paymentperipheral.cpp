@@ -295,7 +295,6 @@ void PaymentPeripheral::say(const Multidrop::Characters &characters)
     QTimer::singleShot(0, this, [this, bytes] { Q_EMIT spoke(bytes); });
 }
 
-/// What was heard of a block is gone, and what was told counts as not heard.
 void PaymentPeripheral::forgetLine()
 {
     m_mode.reset();

@@ -64,6 +64,9 @@ public:
 public Q_SLOTS:
     /// Bytes of the line from the master, cut anywhere.
     void hear(const QByteArray &bytes);
+    /// Another master follows: what was heard of a block is gone, and what was told counts as not
+    /// heard.
+    void forgetLine();
 
 Q_SIGNALS:
     /// An answer: mode and data bytes. On a later turn of the event loop, never inside hear().
@@ -90,7 +93,6 @@ private:
     void tellLater(const QByteArray &data);
     void tellFirst();
     void say(const Multidrop::Characters &characters);
-    void forgetLine();
 
     quint8 m_dataBits = 8;
     std::bitset<FaultCount> m_faults;

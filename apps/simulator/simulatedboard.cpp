@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -44,6 +45,7 @@ void SimulatedBoard::restart(std::chrono::milliseconds duration)
 {
     ++m_life;
     m_waiting = 0;
+    m_isLossTold = false;
     m_parts.clear();
     m_restartTimer.start(std::max(duration, 0ms));
 }
@@ -140,15 +142,18 @@ void SimulatedBoard::say(const QList<CanFrame> &frames, std::chrono::millisecond
     if (isRestarting())
         return;
     if (m_waiting >= MaxWaiting) {
-        LogFormatter(3, Log::Hardware)
-            << Q_FUNC_INFO << "board" << m_address << "has too much to say, a message is lost";
+        if (!std::exchange(m_isLossTold, true))
+            LogFormatter(3, Log::Hardware)
+                << Q_FUNC_INFO << "board" << m_address
+                << "has too much to say, messages are lost until all that waits is said";
         return;
     }
     ++m_waiting;
     QTimer::singleShot(delay, Qt::PreciseTimer, this, [this, frames, life = m_life] {
         if (life != m_life)
             return;
-        --m_waiting;
+        if (--m_waiting == 0)
+            m_isLossTold = false;
         const QPointer<SimulatedBoard> pThis(this);
         for (const CanFrame &frame : frames) {
             Q_EMIT spoke(frame);

@@ -89,8 +89,9 @@ private:
     QTimer m_restartTimer{this};
     Parts m_parts; ///< at most one for a source and a destination, the oldest first
     QMap<int, int> m_taken;
-    int m_waiting = 0; ///< messages of this life that are not yet spoken
-    int m_life = 0;    ///< counts the restarts
+    int m_waiting = 0;         ///< messages of this life that are not yet spoken
+    int m_life = 0;            ///< counts the restarts
+    bool m_isLossTold = false; ///< since nothing waited
 };
 
 #endif // SIMULATEDBOARD_H

@@ -31,7 +31,8 @@ public:
     ActuatorBoard &actuatorBoard() { return m_actuatorBoard; }
 
     /// The network to the multiport server is cut. Whoever serves the machine obeys
-    /// linkCutAsked(): it ends its clients and takes no new ones while this is on.
+    /// linkCutAsked(): it ends its clients and takes no new ones while this is on. When it cannot
+    /// take them again it sets this again, from within the signal.
     void setLinkCut(bool isCut);
     bool isLinkCut() const { return m_isLinkCut; }
 

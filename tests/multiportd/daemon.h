@@ -5,18 +5,39 @@
 
 #include <QFile>
 #include <QHash>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStringList>
+#include <QTemporaryDir>
+#include <csignal>
 #include <gtest/gtest.h>
 
-/// The server as it ships, on free ports.
+/// What a simulated machine's console answers.
+inline QByteArray askConsole(const QString &path, const QByteArray &line)
+{
+    QLocalSocket console;
+    console.connectToServer(path);
+    EXPECT_TRUE(console.waitForConnected(s_patienceMs));
+    console.write(line + '\n');
+    while (!console.canReadLine()) {
+        if (!console.waitForReadyRead(s_patienceMs))
+            return {};
+    }
+    return console.readLine().trimmed();
+}
+
+/// The server as it ships, on free ports and with a console of its own.
 class Daemon
 {
 public:
-    explicit Daemon(const QStringList &arguments, const QProcessEnvironment &environment =
-                                                      QProcessEnvironment::systemEnvironment())
+    /// `console` is where the default console is to be; empty for a place of its own.
+    explicit Daemon(const QStringList &arguments,
+                    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment(),
+                    const QString &console = {})
+        : m_console(console.isEmpty() ? m_folder.filePath(QStringLiteral("console")) : console)
     {
+        environment.insert(QStringLiteral("VY_SIM_CONSOLE"), m_console);
         m_process.setProcessEnvironment(environment);
         m_process.start(QStringLiteral(MULTIPORTD_PROGRAM),
                         arguments + QStringList{QStringLiteral("--port-base"), QStringLiteral("0"),
@@ -33,6 +54,8 @@ public:
 
     quint16 port(const char *pName) const { return m_ports.value(QByteArray(pName)); }
     QProcess &process() { return m_process; }
+    const QString &console() const { return m_console; }
+    void signal(int number) const { ::kill(static_cast<pid_t>(m_process.processId()), number); }
 
     /// KiB of memory that are in use.
     int memory() const
@@ -74,6 +97,8 @@ private:
         return m_ports.size() == 3;
     }
 
+    const QTemporaryDir m_folder;
+    const QString m_console;
     QProcess m_process;
     QHash<QByteArray, quint16> m_ports;
     QByteArray m_errors;

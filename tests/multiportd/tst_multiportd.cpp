@@ -8,11 +8,14 @@
 #include <QCanBusDevice>
 #include <QCanBusFrame>
 #include <QElapsedTimer>
+#include <QNetworkInterface>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <iostream>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -37,6 +40,9 @@ struct Outcome
 Outcome run(const QStringList &arguments)
 {
     QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("VY_SIM_CONSOLE"), QStringLiteral("/nothing-here/console"));
+    process.setProcessEnvironment(environment);
     process.start(QStringLiteral(MULTIPORTD_PROGRAM), arguments);
     if (!process.waitForFinished(s_patienceMs)) {
         process.kill();
@@ -76,6 +82,7 @@ public:
     }
 
     ControlPeer &control() { return m_control; }
+    LinkPeer &can() { return m_can; }
 
 private:
     static constexpr int s_cpu = 0x4AE;
@@ -183,6 +190,136 @@ TEST(MultiportdTest, AnswersAsItsPageSays)
     EXPECT_EQ(can.received(), acknowledge);
     EXPECT_TRUE(observer.hears(QByteArray::fromHex("0025741c 06 02 0062 0000 60") + acknowledge));
     EXPECT_TRUE(control.hears(QByteArray::fromHex("000104")));
+}
+
+// -- a server that stands still -------------------------------------------------------------------
+
+class MultiportdStall : public ::testing::Test
+{
+protected:
+    /// The server is stopped for longer than silence may last, while `send` is called.
+    template <typename Function>
+    void stall(const Function &send)
+    {
+        m_daemon.signal(SIGSTOP);
+        send();
+        QTest::qWait(3000);
+        m_daemon.signal(SIGCONT);
+    }
+
+    QByteArray outputs() const
+    {
+        const QByteArray status = askConsole(m_daemon.console(), R"({"do":"status"})");
+        const int begin = status.indexOf("\"outputs\":");
+        return status.mid(begin, status.indexOf(']', begin) - begin + 1);
+    }
+
+    Daemon m_daemon{s_simulate};
+    GoodClient m_client{m_daemon};
+};
+
+TEST_F(MultiportdStall, WhatWasSentMeanwhileIsNotObeyedAndTheControllerIsDropped)
+{
+    LinkPeer observer(m_daemon.port("can"));
+    ASSERT_EQ(m_client.control().asks(30, QByteArray::fromHex("0801")), 0);
+    ASSERT_TRUE(outputs().contains("\"output\":8")) << outputs().toStdString();
+    stall([this] {
+        m_client.control().sendHex("0006 02 03e8 1e 0901");
+        m_client.can().sendHex("0025741c 06 02 0062 0000 60");
+    });
+    EXPECT_EQ(m_client.control().goodbye(), 8);
+    EXPECT_TRUE(m_client.can().isClosed());
+    EXPECT_TRUE(outputs().contains("\"output\":8"));
+    EXPECT_FALSE(outputs().contains("\"output\":9")) << outputs().toStdString();
+    EXPECT_FALSE(observer.received().contains(QByteArray::fromHex("0025741c")));
+    EXPECT_TRUE(GoodClient(m_daemon).asks());
+}
+
+/// The server has the request already, and a claim that nobody follows keeps it from it.
+TEST_F(MultiportdStall, WhatWaitedForAClaimIsNotObeyed)
+{
+    m_client.control().sendHex("0007 02 03e8 0a 01 0001"
+                               "0006 02 03e9 1e 0901");
+    QTest::qWait(300);
+    stall([] {});
+    EXPECT_EQ(m_client.control().goodbye(), 8);
+    EXPECT_FALSE(outputs().contains("\"output\":9")) << outputs().toStdString();
+}
+
+TEST_F(MultiportdStall, OneShorterThanSilenceIsForgiven)
+{
+    m_daemon.signal(SIGSTOP);
+    m_client.control().sendHex("0006 02 03e8 1e 0901");
+    QTest::qWait(1500);
+    m_daemon.signal(SIGCONT);
+    EXPECT_EQ(m_client.control().status(1000), 0);
+    EXPECT_TRUE(outputs().contains("\"output\":9"));
+    EXPECT_TRUE(m_client.asks());
+}
+
+/// Nothing happens while only observers are there, and the loop sleeps as long as it likes.
+TEST(MultiportdSleepTest, ALongSleepBeforeTheControllerCameIsNoStall)
+{
+    const Daemon daemon(s_simulate);
+    LinkPeer early(daemon.port("can"));
+    ControlPeer control(daemon.port("control"));
+    QTest::qWait(3500);
+    ASSERT_TRUE(control.greets(Role::Controller));
+    ASSERT_EQ(control.claims(1, early), 0);
+    early.sendHex("0025741c 06 02 0062 0000 60");
+    EXPECT_TRUE(early.hears(QByteArray::fromHex("0020e4ae 06 02 0001 0062 61")));
+    EXPECT_EQ(control.asks(30, QByteArray::fromHex("0901")), 0);
+}
+
+// -- the simulated machine ------------------------------------------------------------------------
+
+TEST(MultiportdTest, HalfACharacterOfAControllerWhoLeftDoesNotShiftTheNextOnes)
+{
+    const Daemon daemon(s_simulate);
+    {
+        ControlPeer control(daemon.port("control"));
+        ASSERT_TRUE(control.greets(Role::Controller));
+        LinkPeer observer(daemon.port("payment"));
+        LinkPeer payment(daemon.port("payment"));
+        ASSERT_EQ(control.claims(3, payment), 0);
+        ASSERT_EQ(control.asks(20, QByteArray::fromHex("0fa0 00002580 09 00 00")), 0);
+        payment.sendHex("01");
+        EXPECT_TRUE(observer.hears(QByteArray(1, '\1')));
+    }
+    ControlPeer control(daemon.port("control"));
+    ASSERT_TRUE(control.greets(Role::Controller));
+    LinkPeer payment(daemon.port("payment"));
+    ASSERT_EQ(control.claims(3, payment), 0);
+    payment.sendHex("01 12 00 12"); // a poll
+    EXPECT_TRUE(payment.hears(QByteArray::fromHex("01 00")));
+    EXPECT_EQ(payment.received().size(), 2);
+}
+
+TEST(MultiportdTest, OpensTheDefaultConsoleUnlessAnotherHasIt)
+{
+    const Daemon first(s_simulate);
+    EXPECT_TRUE(askConsole(first.console(), R"({"do":"set","what":"cup","value":42})")
+                    .contains("\"done\":true"));
+    Daemon second(s_simulate, QProcessEnvironment::systemEnvironment(), first.console());
+    EXPECT_TRUE(comes(
+        [&second] { return second.errors().contains(QStringLiteral("There is no console:")); }));
+    EXPECT_TRUE(GoodClient(second).asks());
+    EXPECT_TRUE(askConsole(first.console(), R"({"do":"status"})").contains("42"));
+}
+
+TEST(MultiportdTest, ALinkWhosePortsAreTakenMeanwhileStaysCut)
+{
+    Daemon daemon(s_simulate);
+    ASSERT_TRUE(askConsole(daemon.console(), R"({"do":"fault","what":"link","value":"cut"})")
+                    .contains("\"done\":true"));
+    QTcpServer other;
+    ASSERT_TRUE(other.listen(QHostAddress::LocalHost, daemon.port("can")));
+    const QByteArray up = R"({"do":"fault","what":"link","value":"up"})";
+    EXPECT_TRUE(askConsole(daemon.console(), up).contains("\"error\":\"the server's ports"));
+    EXPECT_TRUE(askConsole(daemon.console(), R"({"do":"status"})").contains("\"link\":\"cut\""));
+    other.close();
+    EXPECT_TRUE(askConsole(daemon.console(), up).contains("\"done\":true"));
+    EXPECT_TRUE(GoodClient(daemon).asks());
 }
 
 // -- options --------------------------------------------------------------------------------------
@@ -381,6 +518,54 @@ constexpr GarbageCase s_garbageCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Rows, MultiportdGarbage, ::testing::ValuesIn(s_garbageCases), caseName);
 
+/// All places of both data ports and of the control port are taken by clients that do not read,
+/// and more comes for each than it may leave unread.
+TEST(MultiportdTest, StaysSmallWhileNobodyReads)
+{
+    Daemon daemon(s_simulate);
+    ControlPeer control(daemon.port("control"));
+    ASSERT_TRUE(control.greets(Role::Controller));
+    control.keepAlive();
+    std::vector<std::unique_ptr<LinkPeer>> observers;
+    const auto fill = [&](const char *pPort) {
+        for (int count = 0; count < 16; ++count) {
+            observers.push_back(std::make_unique<LinkPeer>(daemon.port(pPort)));
+            observers.back()->stopReading();
+        }
+    };
+    LinkPeer can(daemon.port("can"));
+    LinkPeer payment(daemon.port("payment"));
+    ASSERT_EQ(control.claims(1, can), 0);
+    ASSERT_EQ(control.claims(3, payment), 0);
+    fill("can");
+    fill("payment");
+    fill("control");
+    for (size_t at = 32; at < observers.size(); ++at)
+        observers.at(at)->sendHex("000701 56594d50 0100");
+
+    const QByteArray frames = QByteArray::fromHex("00000001 08 0102030405060708").repeated(4096);
+    const QByteArray requests = QByteArray::fromHex("0004 02 0001 1e").repeated(8192);
+    int most = 0;
+    for (int round = 0; round < 60; ++round) {
+        can.send(frames);
+        payment.send(frames);
+        for (size_t at = 32; at < observers.size(); ++at)
+            observers.at(at)->send(requests);
+        ASSERT_TRUE(comes([&] {
+            return can.socket().bytesToWrite() == 0 && payment.socket().bytesToWrite() == 0;
+        }));
+        most = std::max(most, daemon.memory());
+    }
+    RecordProperty("memoryKiB", most);
+    std::cout << "memory in use at most: " << most << " KiB\n";
+    EXPECT_GT(most, 0);
+    EXPECT_LT(most, s_maxMemory);
+    EXPECT_TRUE(daemon.errors().contains(
+        QStringLiteral("more than 16777216 bytes wait to be read by all clients")));
+    EXPECT_EQ(control.asks(30, QByteArray::fromHex("0901")), 0);
+    EXPECT_TRUE(can.isConnected());
+}
+
 // -- a bus that another tool is on ----------------------------------------------------------------
 
 /// A CAN bus that is a TCP connection between processes: the server makes it, Qt's own tool listens
@@ -476,6 +661,16 @@ TEST_F(MultiportdVirtualCan, IdentifierThatNoBusHasIsDropped)
         m_daemon.errors().contains(QStringLiteral("identifier 0x20000000 has more than 29 bits")));
 }
 
+/// An address of this computer that is not loopback; empty where there is none.
+QString ownAddress()
+{
+    for (const QHostAddress &address : QNetworkInterface::allAddresses()) {
+        if (!address.isLoopback() && address.protocol() == QAbstractSocket::IPv4Protocol)
+            return address.toString();
+    }
+    return {};
+}
+
 /// The bus is another process's, which goes and comes again.
 TEST(MultiportdBusLossTest, EndsTheControllersConnectionUntilTheBusIsBack)
 {
@@ -498,4 +693,58 @@ TEST(MultiportdBusLossTest, EndsTheControllersConnectionUntilTheBusIsBack)
     ASSERT_TRUE(comes([&bus] { return bus.hasPendingConnections(); }));
     LinkPeer later(daemon.port("can"));
     EXPECT_TRUE(comes([&] { return control.claims(1, later) == 0; }));
+}
+
+TEST(MultiportdBusLossTest, ABusThatIsDownIsLoggedOnceAndClaimsFailUntilItIsThere)
+{
+    if (ownAddress().isEmpty()) // on loopback Qt's plugin would make the bus itself
+        GTEST_SKIP() << "this computer has no address but loopback";
+    QTcpServer bus;
+    ASSERT_TRUE(bus.listen(QHostAddress(ownAddress())));
+    const quint16 port = bus.serverPort();
+    bus.close();
+    Daemon daemon({QStringLiteral("--can"),
+                   QStringLiteral("virtualcan:tcp://%1:%2/can0").arg(ownAddress()).arg(port)});
+    ControlPeer control(daemon.port("control"));
+    ASSERT_TRUE(control.greets(Role::Controller));
+    control.keepAlive();
+    LinkPeer can(daemon.port("can"));
+    EXPECT_EQ(control.claims(1, can), 6);
+    QTest::qWait(3500); // the server has tried three times
+    EXPECT_EQ(control.claims(1, can), 6);
+    EXPECT_EQ(daemon.errors().count(QStringLiteral("MultiportServer lost")), 1);
+    ASSERT_TRUE(bus.listen(QHostAddress(ownAddress()), port));
+    EXPECT_TRUE(comes([&] { return control.claims(1, can) == 0; }));
+    EXPECT_EQ(daemon.errors().count(QStringLiteral("MultiportServer has it again")), 1);
+}
+
+/// Whoever holds the bus reads nothing: frames are lost before they fill the memory.
+TEST(MultiportdBusLossTest, WhatABusDoesNotTakeIsBounded)
+{
+    QTcpServer bus;
+    ASSERT_TRUE(bus.listen(QHostAddress::LocalHost));
+    Daemon daemon({QStringLiteral("--can"),
+                   QStringLiteral("virtualcan:tcp://127.0.0.1:%1/can0").arg(bus.serverPort())});
+    ASSERT_TRUE(comes([&bus] { return bus.hasPendingConnections(); }));
+    QTcpSocket *const pHolder = bus.nextPendingConnection();
+    pHolder->setReadBufferSize(1);
+    pHolder->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 4096);
+    ControlPeer control(daemon.port("control"));
+    ASSERT_TRUE(control.greets(Role::Controller));
+    control.keepAlive();
+    LinkPeer can(daemon.port("can"));
+    ASSERT_TRUE(comes([&] { return control.claims(1, can) == 0; }));
+    const int before = daemon.memory();
+    const QByteArray frames = QByteArray::fromHex("00000001 08 0102030405060708").repeated(4096);
+    for (int round = 0; round < 150; ++round) { // 600,000 frames, more than 20 MB for that bus
+        can.send(frames);
+        ASSERT_TRUE(comes([&can] { return can.socket().bytesToWrite() == 0; }));
+    }
+    EXPECT_EQ(control.asks(200, {}), 4); // the server has come so far
+    RecordProperty("memoryKiB", daemon.memory() - before);
+    EXPECT_LT(daemon.memory() - before, 8 * 1024);
+    const int lossesTold = daemon.errors().count(QStringLiteral("CAN frames are lost"));
+    EXPECT_GE(lossesTold, 1);
+    EXPECT_LE(lossesTold, 3); // once, unless the kernel has taken all that waited meanwhile
+    EXPECT_EQ(control.asks(200, {}), 4);
 }

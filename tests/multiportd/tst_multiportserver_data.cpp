@@ -1,10 +1,14 @@
 #include "multiportd/servertest.h"
 
+#include <QFile>
+#include <QThread>
 #include <QtEndian>
 #include <linux/tcp.h>
 #include <netinet/in.h>
 #include <numeric>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 using multiportlink::Kind;
 using multiportlink::Role;
@@ -247,6 +251,22 @@ TEST_F(CanRelayTest, WhatOneTurnWritesLeavesInOneSegment)
         EXPECT_EQ(m_pCan->received().at(frame * 13 + 3), static_cast<char>(frame));
 }
 
+/// The kernel has taken it, and the server reads it only when it is too old.
+TEST_F(CanRelayTest, WhatWasSentWhileTheServerStoodStillIsNotObeyed)
+{
+    m_pController->send(
+        multiportlink::encode(multiportlink::Request{1001, 30, QByteArray::fromHex("0901")}));
+    m_pCan->send(example());
+    QThread::msleep(2600);
+    EXPECT_EQ(m_pController->goodbye(), 8);
+    EXPECT_TRUE(m_pCan->isClosed());
+    EXPECT_EQ(m_outputs.m_calls, QStringList());
+    EXPECT_TRUE(m_can.m_sent.isEmpty());
+    EXPECT_EQ(m_pObserver->received(), QByteArray());
+    EXPECT_EQ(m_log.count("This server has stood still", 4), 1);
+    EXPECT_EQ(controller()->asks(30, QByteArray::fromHex("0801")), 0);
+}
+
 // -- the payment connection -----------------------------------------------------------------------
 
 TEST_F(ClaimTest, PaymentBytesGoBothWaysAsTheyAre)
@@ -285,6 +305,43 @@ TEST_F(ServerTest, TakesSixteenObserversOnADataPort)
     observers.push_back(canPeer());
     m_can.speak(s_id, s_data);
     EXPECT_TRUE(observers.back()->hears(example()));
+}
+
+/// A host that has vanished is found although nothing goes by: the kernel keeps asking for it.
+TEST_F(ServerTest, ConnectionsAreKeptAlive)
+{
+    const auto pCan = canPeer();
+    QFile table(QStringLiteral("/proc/self/net/tcp"));
+    ASSERT_TRUE(table.open(QIODevice::ReadOnly));
+    const auto port = [](quint16 number) {
+        return QByteArray::number(number, 16).rightJustified(4, '0').toUpper();
+    };
+    QByteArray timer;
+    for (const QByteArray &line : table.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        if (fields.size() > 5 && fields.at(1).endsWith(':' + port(m_server.ports().can)) &&
+            fields.at(2).endsWith(':' + port(pCan->localPort())))
+            timer = fields.at(5).left(2);
+    }
+    EXPECT_EQ(timer, "02"); // keep-alive
+}
+
+TEST_F(ServerTest, MayBeCutWhileItHasNoDescriptorForAClient)
+{
+    LinkPeer waiting(m_server.ports().can); // the kernel has taken it
+    rlimit limit = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const int next = ::dup(0); // the lowest that is free
+    ::close(next);
+    const rlimit none = {static_cast<rlim_t>(next), limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    settle();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(m_log.count("port accepts nobody", 4), 1);
+    m_server.setCut(true);
+    QTest::qWait(300); // accepting would go on after 200 ms
+    EXPECT_TRUE(m_server.setCut(false));
+    EXPECT_EQ(controller()->asks(30, QByteArray::fromHex("0901")), 0);
 }
 
 TEST_F(ServerTest, ControllersConnectionHasAPlaceBesideTheObservers)
@@ -370,6 +427,30 @@ TEST_F(BacklogTest, MoreThanAMebibyteInOneTurnIsNoFaultOfTheClients)
         m_can.speak(frame, {1, 2, 3, 4, 5, 6, 7, 8});
     EXPECT_TRUE(hasAll(*m_pCan, frames));
     EXPECT_TRUE(hasAll(*m_pObserver, frames));
+}
+
+/// Their ends are found in the middle of writing to all of them.
+TEST_F(BacklogTest, ObserversThatAreGoneDoNotKeepTheOthersFromAFrame)
+{
+    std::vector<std::unique_ptr<LinkPeer>> gone;
+    std::vector<std::unique_ptr<LinkPeer>> others;
+    for (int count = 0; count < 5; ++count) {
+        gone.push_back(canPeer());
+        others.push_back(canPeer());
+    }
+    for (const auto &pPeer : gone) {
+        const linger reset{1, 0};
+        ASSERT_EQ(::setsockopt(static_cast<int>(pPeer->socket().socketDescriptor()), SOL_SOCKET,
+                               SO_LINGER, &reset, sizeof reset),
+                  0);
+        pPeer->socket().abort();
+    }
+    constexpr quint32 frames = 100'000; // 1.3 MB in one turn: it is written before the turn ends
+    for (quint32 frame = 0; frame < frames; ++frame)
+        m_can.speak(frame, {1, 2, 3, 4, 5, 6, 7, 8});
+    for (const auto &pPeer : others)
+        EXPECT_TRUE(hasAll(*pPeer, frames));
+    EXPECT_TRUE(hasAll(*m_pCan, frames));
 }
 
 TEST_F(BacklogTest, ControllerThatNeverReadsIsDroppedWhole)

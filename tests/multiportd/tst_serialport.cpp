@@ -7,10 +7,28 @@
 #include <QFile>
 #include <QSignalSpy>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <termios.h>
 #include <unistd.h>
+
+namespace {
+
+bool s_isCmsparDropped = false;
+
+} // namespace
+
+/// The program's own comes before the C library's: a driver that has neither mark nor space.
+extern "C" int tcgetattr(int descriptor, termios *pSettings) noexcept
+{
+    using Function = int (*)(int, termios *);
+    static const auto s_pReal = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "tcgetattr"));
+    const int result = s_pReal(descriptor, pSettings);
+    if (s_isCmsparDropped)
+        pSettings->c_cflag &= ~static_cast<tcflag_t>(CMSPAR);
+    return result;
+}
 
 // -- nine bits, as the driver marks them ----------------------------------------------------------
 
@@ -144,6 +162,27 @@ TEST_F(SerialPortTest, NineBitsLeaveNoRoomForAParity)
     EXPECT_EQ(set(9, 2), 1);
 }
 
+TEST_F(SerialPortTest, ADriverWithoutMarkAndSpaceFailsEachTimeAndTheLineStaysAsItWas)
+{
+    ASSERT_EQ(set(8, 0, 19200), 0);
+    s_isCmsparDropped = true;
+    EXPECT_EQ(set(9, 0), 6);
+    EXPECT_EQ(set(9, 0), 6);
+    EXPECT_EQ(speed(), static_cast<speed_t>(B19200));
+    m_pBackend->write(QByteArray::fromHex("0112"));
+    EXPECT_TRUE(carries(QByteArray::fromHex("0112"))); // with 8 bits
+    s_isCmsparDropped = false;
+    EXPECT_EQ(set(9, 0), 0);
+    m_pBackend->write(QByteArray::fromHex("0112"));
+    EXPECT_TRUE(carries(QByteArray::fromHex("12")));
+}
+
+TEST_F(SerialPortTest, ABaudRateThatNoDeviceHasFails)
+{
+    EXPECT_EQ(set(8, 0, 0xFFFFFFFF), 6);
+    EXPECT_EQ(speed(), static_cast<speed_t>(B9600));
+}
+
 TEST_F(SerialPortTest, NineBitCharactersLeaveInTheirOrderWithoutTheirModes)
 {
     ASSERT_EQ(set(9, 0), 0);
@@ -178,6 +217,7 @@ TEST_F(SerialPortTest, TellsThatTheDeviceIsGone)
     EXPECT_TRUE(comes([&failed] { return failed.count() > 0; }));
     QTest::qWait(50);
     EXPECT_EQ(failed.count(), 1);
+    EXPECT_EQ(set(8, 0), 6);
     m_pBackend->write("x"); // is lost
     QString error;
     EXPECT_FALSE(m_pBackend->open(&error));

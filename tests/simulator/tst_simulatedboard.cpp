@@ -1,6 +1,7 @@
 #include "simulator/simulatedboard.h"
 
 #include "simulator/simulatedbus.h"
+#include "support/logspy.h"
 
 #include <gtest/gtest.h>
 
@@ -248,6 +249,17 @@ TEST_F(SimulatedBoardTest, LosesWhatIsMoreThanCanWait)
     EXPECT_EQ(m_bus.saidAfter(0).size(), SimulatedBoard::MaxWaiting);
     m_board.speak(SimulatedBus::Computer, 0x11);
     EXPECT_EQ(m_bus.saidAfter(0).size(), 1);
+}
+
+TEST_F(SimulatedBoardTest, LogsOnceThatItLosesMessagesUntilItHasSaidAll)
+{
+    LogSpy log;
+    for (int episode = 1; episode <= 2; ++episode) {
+        for (int i = 0; i < SimulatedBoard::MaxWaiting + 5; ++i)
+            m_board.speak(SimulatedBus::Computer, 0x11);
+        EXPECT_EQ(log.count("has too much to say", 3), episode);
+        m_bus.saidAfter(0);
+    }
 }
 
 TEST_F(SimulatedBoardTest, HasRoomForAsMuchAgainAfterARestart)

@@ -7,12 +7,14 @@
 """
 
 import contextlib
+import os
 import queue
 import re
 import socket
 import struct
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 import unittest
@@ -345,8 +347,10 @@ class ClientTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
         cls.server = subprocess.Popen(
             [cls.program, "--simulate", "--port-base", "0", "--print-ports"],
+            env={**os.environ, "VY_SIM_CONSOLE": os.path.join(cls.folder.name, "console")},
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         cls.ports = {}
         for _ in range(3):
@@ -358,6 +362,7 @@ class ClientTest(unittest.TestCase):
         cls.server.terminate()
         cls.server.stdout.close()
         assert cls.server.wait(PATIENCE) == 0, cls.server.returncode
+        cls.folder.cleanup()
 
     def connect(self, name):
         peer = Peer(socket.create_connection(("127.0.0.1", self.ports[name]), PATIENCE))
