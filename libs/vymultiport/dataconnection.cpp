@@ -104,8 +104,10 @@ void DataConnection::close()
     m_pauseTimer.stop();
     m_openTimer.stop();
     const bool wasOpen = m_generation.exchange(0) != 0;
-    const QSignalBlocker blocker(&m_socket);       // its end is no failure
-    const QByteArray arrived = m_socket.readAll(); // bytes left unread would reset the connection
+    const QSignalBlocker blocker(&m_socket); // its end is no failure
+    QByteArray arrived;
+    if (m_socket.isOpen())
+        arrived = m_socket.readAll(); // bytes left unread would reset the connection
     if (wasOpen && !arrived.isEmpty())
         m_pEvents->put({m_dataType, 0, 0, arrived});
     m_socket.flush();

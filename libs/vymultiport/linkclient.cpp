@@ -262,7 +262,8 @@ void LinkClient::close()
     m_pCanBus->clearServer();
     m_pPayment->clearServer();
     const QSignalBlocker blocker(&m_socket); // its end is no failure
-    m_socket.readAll(); // bytes left unread would reset the connection and lose ours
+    if (m_socket.isOpen())
+        m_socket.readAll(); // bytes left unread would reset the connection and lose ours
     m_socket.flush();
     m_socket.abort();
     m_reader = {};
