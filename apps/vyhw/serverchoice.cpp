@@ -38,15 +38,17 @@ CLI::Option *addServerOption(CLI::App &command, std::string &server)
 std::optional<multiportlink::ServerAddress> findServer(const std::string &server, Console &console)
 {
     QString text = QString::fromStdString(server);
-    if (text.isEmpty())
+    const bool isFromVariable = text.isEmpty();
+    if (isFromVariable)
         text = vytools::envvar::EnvVars::MultiportServer;
     if (text.isEmpty())
         text = QStringLiteral("127.0.0.1");
     const auto address = multiportlink::serverAddress(text);
     if (!address)
-        console.fail(ExitUsage, QStringLiteral("\"%1\" is no server; expected a host such as "
-                                               "127.0.0.1, or host:port with a port up to 65535")
-                                    .arg(text));
+        console.fail(ExitUsage,
+                     QStringLiteral("%1\"%2\" is no server; expected a host such as "
+                                    "127.0.0.1, or host:port with a port up to 65535")
+                         .arg(QLatin1String(isFromVariable ? "VY_MULTIPORT: " : ""), text));
     return address;
 }
 

@@ -156,6 +156,16 @@ const WrongAddressCase s_wrongAddresses[] = {
 INSTANTIATE_TEST_SUITE_P(Addresses, VyhwWrongAddress, ::testing::ValuesIn(s_wrongAddresses),
                          caseName);
 
+TEST(VyhwLinkAloneTest, AWrongAddressInTheVariableNamesIt)
+{
+    const ScopedVariable variable("VY_MULTIPORT", "localhost:x");
+    const Outcome outcome = vyhw(linkStatus());
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_TRUE(outcome.err.startsWith(
+        QLatin1String("vyhw: VY_MULTIPORT: \"localhost:x\" is no server; expected ")))
+        << qPrintable(outcome.err);
+}
+
 TEST(VyhwLinkAloneTest, AnEmptyAddressIsAWrongCall)
 {
     EXPECT_EQ(vyhw(linkStatus({QStringLiteral("--multiport"), QString()})).exitCode, 2);
