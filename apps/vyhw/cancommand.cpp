@@ -122,12 +122,19 @@ void addSend(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Consol
     pSend->add_flag("--log", pArguments->isInLog,
                     "Also write the frames to canBus.txt in VY_PATH_LOGS; without it, in\n"
                     "/var/log/vyhardware");
-    pArguments->pServer = addServerOption(*pSend, pArguments->server)->expected(0, 1);
+    pArguments->pServer =
+        addServerOption(*pSend, pArguments->server)
+            ->expected(0, 1)
+            ->description(
+                "Send on the bus of the multiport server whose control port this is, HOST or\n"
+                "HOST:PORT; without an address, as the last word of the call, VY_MULTIPORT,\n"
+                "else 127.0.0.1:4002");
     addSettingsOption(*pSend, pArguments->machine);
     pSend->footer("Ctrl-C ends --repeat after the message under way. Ends with 1 when a message is "
                   "not\nacknowledged, or the frames cannot be logged.\nExample: vyhw can send "
                   "actuator VirtualSelect \"00 07\" --settings "
-                  "config/lirenta.json\n");
+                  "config/lirenta.json\n         vyhw can send actuator VirtualSelect --settings "
+                  "config/lirenta.json --multiport 192.168.7.2\n");
     pSend->callback([pArguments, &console] { send(*pArguments, console); });
 }
 
@@ -140,9 +147,11 @@ void addMonitor(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Con
     pMonitor
         ->add_option("--seconds", pArguments->seconds, "End after this time; without it, at Ctrl-C")
         ->check(runTime());
-    pMonitor->footer("A message is printed once it is answered, or given up after 3 s. Times are "
-                     "UTC. Watching\ndisturbs nobody.\n"
-                     "Example: vyhw can monitor --multiport 192.168.7.2\n");
+    pMonitor->footer(
+        "A message is printed once it is answered, or given up after 3 s. Times are "
+        "UTC. Watching\ndisturbs nobody. While nobody is there to answer, reports that "
+        "a board repeats are shown as\n\"no answer, sent again\".\n"
+        "Example: vyhw can monitor --multiport 192.168.7.2\n");
     pMonitor->callback([pArguments, &console] {
         if (const auto server = findServer(pArguments->server, console))
             monitorCan({*server, pArguments->seconds, pArguments->isJson}, console);
@@ -176,9 +185,10 @@ void addDecode(CLI::App &can, const std::shared_ptr<Arguments> &pArguments, Cons
 void addCanCommand(CLI::App &app, Console &console)
 {
     CLI::App *const pCan =
-        app.add_subcommand("can", "Send messages on the CAN bus, read its traces");
+        app.add_subcommand("can", "Send messages on the CAN bus, watch it, read its traces");
     pCan->require_subcommand(1);
     pCan->footer("Examples: vyhw can send DADD GetSwRevRequest --settings config/lirenta.json\n"
+                 "          vyhw can monitor\n"
                  "          vyhw can decode /var/log/vyhardware/canBus.txt\n");
     const auto pArguments = std::make_shared<Arguments>();
     addSend(*pCan, pArguments, console);

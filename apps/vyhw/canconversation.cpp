@@ -152,7 +152,8 @@ void CanConversation::await(qint64 number, int command)
     const qint64 olderNumber = m_requests.value(key, -1);
     if (olderNumber >= 0) { // it is not over, so the newer one follows soon enough to be a resend
         Line &older = line(olderNumber);
-        decide(older, QLatin1String(older.what == newer.what ? "sent again" : "no answer"));
+        decide(older,
+               QLatin1String(older.what == newer.what ? "no answer, sent again" : "no answer"));
     }
     m_requests.insert(key, number);
 }
@@ -202,8 +203,10 @@ qint64 CanConversation::addLine(int source, int destination, State state, const 
 void CanConversation::addFault(const CanFrame &frame, const QString &what)
 {
     const qint64 number = addLine(VYCanFrame::sourceAddress(frame),
-                                  VYCanFrame::destinationAddress(frame), State::Growing, what);
-    spoil(line(number), bytesText(frame.data()));
+                                  VYCanFrame::destinationAddress(frame), State::Growing, QString());
+    Line &fault = line(number);
+    fault.payload = bytesText(frame.data());
+    spoil(fault, what);
 }
 
 void CanConversation::decide(Line &line, const QString &outcome)
@@ -292,10 +295,14 @@ QString CanConversation::textOf(const Line &line)
             text = QDate::fromJulianDay(day).toString(Qt::ISODate) + QLatin1Char('\n');
         text += timeText(*line.began.time);
     }
-    text += board(line.source) + QLatin1String(" -> ") + board(line.destination) +
-            QLatin1String("  ") + line.what;
-    if (!line.outcome.isEmpty())
-        text += QLatin1String("  ") + line.outcome;
+    text +=
+        board(line.source) + QLatin1String(" -> ") + board(line.destination) + QLatin1String("  ");
+    const bool isMessage = !line.what.isEmpty();
+    const QString &first = isMessage ? line.what : line.outcome;
+    const QString &second = isMessage ? line.outcome : line.payload;
+    text += first;
+    if (!second.isEmpty())
+        text += QLatin1String("  ") + second;
     return text;
 }
 

@@ -63,7 +63,7 @@ private:
         int destination;
         int command; ///< -1 where it could not be read
         State state;
-        QString what; ///< command and bytes
+        QString what; ///< command and bytes; empty for a frame that belongs to no message
         QString outcome;
         QString payload;
         bool isFault = false;

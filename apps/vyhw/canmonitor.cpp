@@ -48,12 +48,12 @@ QByteArray jsonLine(const CanConversation::Exchange &exchange)
 QString coloured(const CanConversation::Exchange &exchange)
 {
     const bool isBad = exchange.isFault || exchange.outcome.startsWith(QLatin1String("refused"));
-    const bool isUnanswered = exchange.outcome == QLatin1String("no answer") ||
-                              exchange.outcome == QLatin1String("sent again");
+    const bool isUnanswered = exchange.outcome.startsWith(QLatin1String("no answer"));
     if (!isBad && !isUnanswered)
         return exchange.line;
-    return QLatin1String(isBad ? "\033[31m" : "\033[33m") + exchange.line +
-           QLatin1String("\033[0m");
+    const int begin = exchange.line.lastIndexOf(QLatin1Char('\n')) + 1; // a new day has no colour
+    return exchange.line.left(begin) + QLatin1String(isBad ? "\033[31m" : "\033[33m") +
+           exchange.line.mid(begin) + QLatin1String("\033[0m");
 }
 
 } // namespace
@@ -75,6 +75,7 @@ void monitorCan(const CanMonitoring &monitoring, Console &console)
         reader.append(bytes);
         while (reader.next(frame))
             conversation.take(frame, now());
+        return !reader.isBroken();
     };
     observeLine(monitoring.server, Multiport::CanBusInterface, monitoring.seconds, console, take,
                 [&conversation] { conversation.wait(now()); });

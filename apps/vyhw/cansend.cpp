@@ -107,8 +107,8 @@ AbstractCanInterface *makeInterface(const CanSending &sending, QObject *pParent)
 }
 
 /// Sends all messages, or those until the interruption. The machine's environment is there.
-/// \return how many were acknowledged
-int sendAll(const CanSending &sending, Console &console)
+/// \return how many were acknowledged; nothing, and told, without a link to the server
+std::optional<int> sendAll(const CanSending &sending, Console &console)
 {
     CanBus *const pBus = CanBus::instance();
     AbstractCanInterface *const pInterface = makeInterface(sending, pBus);
@@ -120,7 +120,7 @@ int sendAll(const CanSending &sending, Console &console)
     if (sending.server &&
         !waitForLink(*gHardwareEnv->multiport(), *sending.server, true, console)) {
         CanBus::deleteInstance();
-        return 0;
+        return std::nullopt;
     }
 
     QEventLoop loop;
@@ -158,10 +158,12 @@ void sendOnCan(const CanSending &sending, Console &console)
         return;
     }
     const qint64 sizeBefore = QFileInfo(log).size();
-    const int acknowledged = sendAll(sending, console);
+    const std::optional<int> acknowledged = sendAll(sending, console);
+    if (!acknowledged)
+        return;
     if (sending.isInLog && QFileInfo(log).size() == sizeBefore)
         console.fail(ExitNo, QStringLiteral("%1: nothing could be written to it").arg(log));
-    if (acknowledged != sending.count)
+    if (*acknowledged != sending.count)
         console.fail(ExitNo,
-                     QStringLiteral("%1 of %2 acknowledged").arg(acknowledged).arg(sending.count));
+                     QStringLiteral("%1 of %2 acknowledged").arg(*acknowledged).arg(sending.count));
 }

@@ -11,13 +11,16 @@
 
 namespace {
 
-constexpr double s_patience = 3; ///< seconds
+constexpr double s_patience = ServerPatience.count() / 1000.0; ///< seconds
 
 } // namespace
 
 bool waitForLink(Multiport &client, const multiportlink::ServerAddress &server, bool withCan,
                  Console &console)
 {
+    // The client would try again and again, and tell the reason to the log only.
+    if (!askServer(server, multiportlink::Role::Controller, console))
+        return false;
     Interruption interruption;
     const auto isThere = [&] {
         return withCan ? client.isCanBusConnected() : client.isServerConnected();
@@ -48,7 +51,9 @@ bool waitForDone(Multiport &client, Console &console)
     QObject::connect(&client, &Multiport::lastCommandTerminationStatus, &interruption, end);
     runFor(s_patience, interruption);
     if (!ended) {
-        console.fail(ExitNo, QStringLiteral("the multiport server has not answered within 3 s"));
+        console.fail(
+            ExitNo,
+            QStringLiteral("the multiport server has not answered within %1 s").arg(s_patience));
         return false;
     }
     if (*ended == MultiportProtocol::StatusDone)

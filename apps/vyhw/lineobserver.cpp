@@ -10,16 +10,15 @@
 
 namespace {
 
-constexpr int s_patienceMs = 3000;
 constexpr int s_idleMs = 50;
 
 } // namespace
 
 void observeLine(const multiportlink::ServerAddress &server, Multiport::Interface line,
-                 double seconds, Console &console, const std::function<void(QByteArray)> &take,
+                 double seconds, Console &console, const std::function<bool(QByteArray)> &take,
                  const std::function<void()> &idle)
 {
-    const auto answer = askServer(server, console);
+    const auto answer = askServer(server, multiportlink::Role::Observer, console);
     if (!answer)
         return;
     const bool isCan = line == Multiport::CanBusInterface;
@@ -27,7 +26,7 @@ void observeLine(const multiportlink::ServerAddress &server, Multiport::Interfac
     Interruption interruption;
     QTcpSocket socket;
     socket.connectToHost(server.host, port);
-    if (!socket.waitForConnected(s_patienceMs)) {
+    if (!socket.waitForConnected(static_cast<int>(ServerPatience.count()))) {
         console.fail(ExitNo, QStringLiteral("port %1 of the multiport server: %2")
                                  .arg(port)
                                  .arg(socket.errorString()));
@@ -35,8 +34,10 @@ void observeLine(const multiportlink::ServerAddress &server, Multiport::Interfac
     }
     console.warn(QStringLiteral("%1 of the multiport server %2, from here on")
                      .arg(QLatin1String(isCan ? "CAN bus" : "Payment line"), serverText(server)));
-    QObject::connect(&socket, &QTcpSocket::readyRead, &socket,
-                     [&socket, &take] { take(socket.readAll()); });
+    QObject::connect(&socket, &QTcpSocket::readyRead, &socket, [&socket, &take, &interruption] {
+        if (!take(socket.readAll()))
+            Q_EMIT interruption.interrupted();
+    });
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, &timer, [&idle] { idle(); });
     timer.start(s_idleMs);

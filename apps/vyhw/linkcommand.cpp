@@ -20,7 +20,8 @@ struct Arguments
 void showStatus(const Arguments &arguments, Console &console)
 {
     const auto address = findServer(arguments.server, console);
-    const auto answer = address ? askServer(*address, console) : std::nullopt;
+    const auto answer =
+        address ? askServer(*address, multiportlink::Role::Observer, console) : std::nullopt;
     if (!answer)
         return;
     const multiportlink::Welcome &welcome = answer->welcome;

@@ -8,12 +8,14 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
+#include <QElapsedTimer>
 #include <QTime>
 #include <memory>
 
 namespace {
 
 constexpr int s_lineBytes = 16; ///< on one line of output
+constexpr int s_pauseMs = 100;  ///< both bytes of a character leave the server at once
 
 struct Arguments
 {
@@ -22,7 +24,9 @@ struct Arguments
     double seconds = 0;
 };
 
-/// Prints the bytes that arrive together as one line.
+/// Prints the bytes that arrive together as one line. With 9 bits it finds its place in the stream
+/// again, also after it has joined in the middle of a character: a byte that is no mode is not
+/// taken for one, and no data byte comes after a pause.
 class PaymentPrinter
 {
 public:
@@ -34,12 +38,23 @@ public:
 
     void take(const QByteArray &bytes)
     {
+        m_sinceBytes.start();
         for (const char byte : bytes) {
             if (m_is9Bit)
                 take9(static_cast<quint8>(byte));
             else
                 add(QStringLiteral(" "), static_cast<quint8>(byte));
         }
+        endLine();
+    }
+
+    /// Nothing has come now.
+    void wait()
+    {
+        if (!m_hasMode || !m_sinceBytes.hasExpired(s_pauseMs))
+            return;
+        m_hasMode = false;
+        add(QStringLiteral(" ?"), m_isAddress ? 1 : 0); // it was the data byte of another mode
         endLine();
     }
 
@@ -78,6 +93,7 @@ private:
     Console &m_console;
     bool m_hasMode = false; ///< and its data byte is still to come
     bool m_isAddress = false;
+    QElapsedTimer m_sinceBytes;
     QString m_line;
     int m_count = 0; ///< bytes on the line
 };
@@ -90,7 +106,11 @@ void monitor(const Arguments &arguments, Console &console)
     PaymentPrinter printer(arguments.dataBits, console);
     observeLine(
         *server, Multiport::PaymentInterface, arguments.seconds, console,
-        [&printer](const QByteArray &bytes) { printer.take(bytes); }, [] {});
+        [&printer](const QByteArray &bytes) {
+            printer.take(bytes);
+            return true;
+        },
+        [&printer] { printer.wait(); });
 }
 
 } // namespace
@@ -109,8 +129,11 @@ void addPaymentCommand(CLI::App &app, Console &console)
     pMonitor
         ->add_option("--seconds", pArguments->seconds, "End after this time; without it, at Ctrl-C")
         ->check(runTime());
-    pMonitor->footer("With 9 bits * marks an address character and ? a byte that is no mode. Bytes "
-                     "that arrive\ntogether are one line. Watching disturbs nobody.\n"
-                     "Example: vyhw payment monitor --multiport 192.168.7.2\n");
+    pMonitor->footer(
+        "With 9 bits * marks an address character and ? a byte that is no mode, or a "
+        "mode without data.\nWhoever joins in the middle of a character sees wrong ones "
+        "until then, at most until the line's\nnext pause. Bytes that arrive together "
+        "are one line. Watching disturbs nobody.\n"
+        "Example: vyhw payment monitor --multiport 192.168.7.2\n");
     pMonitor->callback([pArguments, &console] { monitor(*pArguments, console); });
 }

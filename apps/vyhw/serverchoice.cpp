@@ -4,22 +4,20 @@
 #include "envvars.h"
 #include "machinechoice.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QTcpSocket>
 
 namespace {
 
-constexpr int s_patienceMs = 3000;
-
-/// The first record; nothing when none comes in time.
-std::optional<multiportlink::Record> firstRecord(QTcpSocket &socket, const QElapsedTimer &time)
+/// The first record; nothing when none comes in time, or something else.
+std::optional<multiportlink::Record> firstRecord(QTcpSocket &socket, const QDeadlineTimer &deadline)
 {
     multiportlink::RecordReader reader;
     while (!reader.fault()) {
         if (const auto record = reader.next())
             return record;
-        const int left = s_patienceMs - static_cast<int>(time.elapsed());
-        if (left <= 0 || !socket.waitForReadyRead(left))
+        if (!socket.waitForReadyRead(static_cast<int>(deadline.remainingTime())))
             return std::nullopt;
         reader.append(socket.readAll());
     }
@@ -40,15 +38,17 @@ CLI::Option *addServerOption(CLI::App &command, std::string &server)
 std::optional<multiportlink::ServerAddress> findServer(const std::string &server, Console &console)
 {
     QString text = QString::fromStdString(server);
-    if (text.isEmpty())
+    const bool isFromVariable = text.isEmpty();
+    if (isFromVariable)
         text = vytools::envvar::EnvVars::MultiportServer;
     if (text.isEmpty())
         text = QStringLiteral("127.0.0.1");
     const auto address = multiportlink::serverAddress(text);
     if (!address)
-        console.fail(ExitUsage, QStringLiteral("\"%1\" is no server; expected a host such as "
-                                               "127.0.0.1, or host:port with a port up to 65535")
-                                    .arg(text));
+        console.fail(ExitUsage,
+                     QStringLiteral("%1\"%2\" is no server; expected a host such as "
+                                    "127.0.0.1, or host:port with a port up to 65535")
+                         .arg(QLatin1String(isFromVariable ? "VY_MULTIPORT: " : ""), text));
     return address;
 }
 
@@ -60,27 +60,27 @@ QString serverText(const multiportlink::ServerAddress &address)
         .arg(address.port);
 }
 
-std::optional<ServerAnswer> askServer(const multiportlink::ServerAddress &address, Console &console)
+std::optional<ServerAnswer> askServer(const multiportlink::ServerAddress &address,
+                                      multiportlink::Role role, Console &console)
 {
     QTcpSocket socket;
-    QElapsedTimer time;
-    time.start();
+    const QDeadlineTimer deadline(ServerPatience);
     socket.connectToHost(address.host, address.port);
-    if (!socket.waitForConnected(s_patienceMs)) {
+    if (!socket.waitForConnected(static_cast<int>(deadline.remainingTime()))) {
         console.fail(ExitNo, QStringLiteral("no multiport server at %1: %2")
                                  .arg(serverText(address), socket.errorString()));
         return std::nullopt;
     }
+    QElapsedTimer time;
     time.start();
-    socket.write(
-        encode(multiportlink::Hello{multiportlink::Version, multiportlink::Role::Observer}));
-    const auto record = firstRecord(socket, time);
+    socket.write(encode(multiportlink::Hello{multiportlink::Version, role}));
+    const auto record = firstRecord(socket, deadline);
     if (record && record->kind == multiportlink::Kind::Welcome) {
         const auto welcome = multiportlink::decodeWelcome(record->body);
         if (welcome && welcome->version == multiportlink::Version)
             return ServerAnswer{*welcome, static_cast<double>(time.nsecsElapsed()) / 1e6};
     }
-    QString reason = QStringLiteral("no welcome of version %1 within 3 s; is it the control port?")
+    QString reason = QStringLiteral("no welcome of version %1; is it the control port?")
                          .arg(multiportlink::Version);
     if (record && record->kind == multiportlink::Kind::Goodbye) {
         if (const auto goodbye = multiportlink::decodeGoodbye(record->body))

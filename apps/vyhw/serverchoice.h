@@ -5,10 +5,14 @@
 #include "serveraddress.h"
 
 #include <CLI/App.hpp>
+#include <chrono>
 #include <optional>
 #include <string>
 
 class Console;
+
+/// How long a server may take to be reached, or to answer.
+constexpr std::chrono::milliseconds ServerPatience{3000};
 
 /// Adds --multiport HOST[:PORT]; without it VY_MULTIPORT names the server, else it is the local
 /// one. The text must live as long as the command.
@@ -20,15 +24,16 @@ std::optional<multiportlink::ServerAddress> findServer(const std::string &server
 /// "127.0.0.1:4002"
 QString serverText(const multiportlink::ServerAddress &address);
 
-/// What a server answers to an observer's hello.
+/// What a server answers to a hello.
 struct ServerAnswer
 {
     multiportlink::Welcome welcome;
     double ms; ///< from the hello to the welcome
 };
 
-/// Asks the server; waits for at most 3 s. Nothing, after an error line, without a welcome.
+/// Asks the server whether it takes a client of this role, and leaves; waits for at most
+/// ServerPatience. Nothing, after an error line, without a welcome.
 std::optional<ServerAnswer> askServer(const multiportlink::ServerAddress &address,
-                                      Console &console);
+                                      multiportlink::Role role, Console &console);
 
 #endif // SERVERCHOICE_H

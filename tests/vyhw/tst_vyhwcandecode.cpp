@@ -179,11 +179,11 @@ const ConversationCase s_conversations[] = {
     {"SameBytesAreSentAgain",
      request(0, s_cpu, s_door, 42, "a") + request(1200, s_cpu, s_door, 42, "a") +
          answer(1250, s_door, s_cpu, 42, 2),
-     list({"2026-11-20", "23:59:58.000  VirtualSelect (42)  61  sent again",
+     list({"2026-11-20", "23:59:58.000  VirtualSelect (42)  61  no answer, sent again",
            "23:59:59.200  VirtualSelect (42)  61  refused after 50 ms"}),
      0},
     {"SentAgainAfter3s", request(0, s_cpu, s_door, 42) + request(3000, s_cpu, s_door, 42),
-     list({"2026-11-20", "23:59:58.000  VirtualSelect (42)  sent again", "2026-11-21",
+     list({"2026-11-20", "23:59:58.000  VirtualSelect (42)  no answer, sent again", "2026-11-21",
            "00:00:01.000  VirtualSelect (42)  no answer"}),
      0},
     {"NotSentAgainLater", request(0, s_cpu, s_door, 42) + request(3001, s_cpu, s_door, 42),
