@@ -546,22 +546,24 @@ TEST(MultiportdTest, StaysSmallWhileNobodyReads)
     const QByteArray frames = QByteArray::fromHex("00000001 08 0102030405060708").repeated(4096);
     const QByteArray requests = QByteArray::fromHex("0004 02 0001 1e").repeated(8192);
     int most = 0;
-    for (int round = 0; round < 60; ++round) {
+    bool isTold = false;
+    for (int round = 0; round < 300 && !isTold; ++round) { // how much the kernel takes, it decides
         can.send(frames);
         payment.send(frames);
-        for (size_t at = 32; at < observers.size(); ++at)
+        for (size_t at = 32; at < observers.size() && round < 40; ++at)
             observers.at(at)->send(requests);
         ASSERT_TRUE(comes([&] {
             return can.socket().bytesToWrite() == 0 && payment.socket().bytesToWrite() == 0;
         }));
         most = std::max(most, daemon.memory());
+        isTold = daemon.errors().contains(
+            QStringLiteral("more than 16777216 bytes wait to be read by all clients"));
     }
     RecordProperty("memoryKiB", most);
     std::cout << "memory in use at most: " << most << " KiB\n";
     EXPECT_GT(most, 0);
     EXPECT_LT(most, s_maxMemory);
-    EXPECT_TRUE(daemon.errors().contains(
-        QStringLiteral("more than 16777216 bytes wait to be read by all clients")));
+    EXPECT_TRUE(isTold);
     EXPECT_EQ(control.asks(30, QByteArray::fromHex("0901")), 0);
     EXPECT_TRUE(can.isConnected());
 }
