@@ -174,9 +174,8 @@ void LinkClient::takeStatus(const multiportlink::Status &status)
 {
     if (m_claims.contains(status.sequence))
         onClaimed(m_claims.take(status.sequence), status.status);
-    else if (m_ownSetups.remove(status.sequence))
-        LogFormatter(status.status == MultiportProtocol::StatusDone ? 0 : 3, Log::Hardware)
-            << Q_FUNC_INFO << "Serial line set up again, status" << status.status;
+    else if (m_ownSetups.contains(status.sequence))
+        onSetUpAgain(m_ownSetups.take(status.sequence), status.status);
     else
         m_pEvents->put({LinkEvent::Type::Terminated, status.command, status.status, {}});
 }
@@ -192,8 +191,17 @@ void LinkClient::onClaimed(const Claimed &claimed, quint8 status)
     }
     if (pConnection == m_pPayment && !m_serialLine.isEmpty())
         sendOwnSetup();
-    if (m_generation != 0) // else the setup has found the link dead
+    else
         pConnection->open();
+}
+
+/// What is written on the line now cannot overtake its setup.
+void LinkClient::onSetUpAgain(quint16 localPort, quint8 status)
+{
+    LogFormatter(status == MultiportProtocol::StatusDone ? 0 : 3, Log::Hardware)
+        << Q_FUNC_INFO << "Serial line set up again, status" << status;
+    if (m_pPayment->localPort() == localPort)
+        m_pPayment->open();
 }
 
 void LinkClient::claim(DataConnection *pConnection, quint8 interface, quint16 localPort)
@@ -206,7 +214,8 @@ void LinkClient::claim(DataConnection *pConnection, quint8 interface, quint16 lo
 
 void LinkClient::sendOwnSetup()
 {
-    m_ownSetups.insert(++m_sequence); // first: a link that is lost forgets it
+    // First: a link that is lost forgets it.
+    m_ownSetups.insert(++m_sequence, m_pPayment->localPort());
     send(m_sequence, MultiportProtocol::CommandSetSerialLine, m_serialLine);
 }
 

@@ -7,7 +7,6 @@
 #include "linkrecords.h"
 
 #include <QHash>
-#include <QSet>
 #include <QTcpSocket>
 #include <QTimer>
 #include <atomic>
@@ -51,6 +50,7 @@ private:
     };
     void onClaimed(const Claimed &claimed, quint8 status);
     void claim(DataConnection *pConnection, quint8 interface, quint16 localPort);
+    void onSetUpAgain(quint16 localPort, quint8 status);
     void sendOwnSetup();
     void send(quint16 sequence, quint8 command, const QByteArray &payload);
     void write(const QByteArray &record);
@@ -70,7 +70,8 @@ private:
     QByteArray m_serialLine;          ///< payload of the last setup; empty before the first
     quint16 m_sequence = 0;           ///< of the last request
     QHash<quint16, Claimed> m_claims; ///< by the sequence number of the request
-    QSet<quint16> m_ownSetups;        ///< sequence numbers of setups that nobody else asked for
+    /// Setups that nobody else asked for: sequence number, and port of the connection that waits.
+    QHash<quint16, quint16> m_ownSetups;
     multiportlink::RecordReader m_reader;
     QTcpSocket m_socket{this};
     QTimer m_pauseTimer{this};

@@ -178,6 +178,29 @@ TEST_F(MultiportOutageTest, SerialLineIsSetUpAgainWhenOnlyThePaymentLineWasLost)
     EXPECT_EQ(m_server.requests(MultiportProtocol::CommandSetSerialLine).size(), 2);
 }
 
+TEST_F(MultiportOutageTest, LineIsToldOpenOnceItsSetupIsAnswered)
+{
+    connectAll();
+    setLineTo9Bits(client());
+    ASSERT_TRUE(waitUntil([this] { return m_journal.size() == 1; }));
+    m_server.setAnswer([](const multiportlink::Request &request) -> std::optional<quint8> {
+        if (request.command == MultiportProtocol::CommandSetSerialLine)
+            return std::nullopt;
+        return MultiportProtocol::StatusDone;
+    });
+    m_server.drop(LinkServer::Payment);
+    ASSERT_TRUE(waitUntil(
+        [this] { return m_server.requests(MultiportProtocol::CommandSetSerialLine).size() == 2; }));
+    pass(50);
+    EXPECT_FALSE(client().isPaymentConnected());
+    // However it ends: the line is there, and the server says what it can.
+    m_server.answer(m_server.requests(MultiportProtocol::CommandSetSerialLine).last(),
+                    MultiportProtocol::StatusFailed);
+    EXPECT_TRUE(waitUntil([this] { return client().isPaymentConnected(); }));
+    EXPECT_EQ(m_journal.join(QStringLiteral(", ")),
+              QStringLiteral("status 20 0, payment 0, payment 1"));
+}
+
 // The server grants the payment line and dies: the setup that follows finds nobody.
 TEST_F(MultiportOutageTest, LineWhoseServerDiesWhileItIsOpenedIsNotToldOpen)
 {
