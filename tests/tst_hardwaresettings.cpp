@@ -103,7 +103,7 @@ public:
                 });
         connect(&settings, &HardwareSettings::isFullInstantChanged, this, [this, &settings] {
             EXPECT_EQ(settings.isFullInstant(), settings.modelSubtype() == 8);
-            m_signals.push_back("isFullInstantChanged()");
+            m_signals.emplace_back("isFullInstantChanged()");
         });
     }
 
