@@ -16,7 +16,7 @@ std::optional<int> numberFrom(const QString &text)
     bool isNumber = false;
     // A leading zero does not make it octal.
     const bool isHex = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
-    const int number = isHex ? text.mid(2).toInt(&isNumber, 16) : text.toInt(&isNumber, 10);
+    const int number = isHex ? text.midRef(2).toInt(&isNumber, 16) : text.toInt(&isNumber, 10);
     if (!isNumber || number < 0 || number > s_maxNumber)
         return std::nullopt;
     return number;
@@ -87,7 +87,8 @@ std::optional<CanBytes> bytesFrom(const QString &text)
     if (!s_bytes.match(text).hasMatch())
         return std::nullopt;
     CanBytes bytes;
-    for (const char byte : QByteArray::fromHex(text.toLatin1()))
+    const auto all = QByteArray::fromHex(text.toLatin1());
+    for (const char byte : all)
         bytes.append(static_cast<unsigned char>(byte));
     return bytes;
 }

@@ -41,7 +41,7 @@ public Q_SLOTS:
 Q_SIGNALS:
     /// Every frame of the stream, not filtered yet; feeds onFrameReceived(). Applications want
     /// AbstractCanInterface::frameReceived.
-    void frameReceived(const CanFrame &frame);
+    void frameReceived(const CanFrame &frame); // clazy:exclude=overridden-signal
 
 private:
     Multiport *multiport() const;

@@ -34,9 +34,9 @@ protected:
     void makeReader()
     {
         m_pReader = std::make_unique<InputEventButtonsReader>(m_device.path());
-        QObject::connect(m_pReader.get(), &InputEventButtonsReader::buttonPressed,
+        QObject::connect(m_pReader.get(), &InputEventButtonsReader::buttonPressed, m_pReader.get(),
                          [this](PhysicalButtonId button) { m_events.emplace_back(button, true); });
-        QObject::connect(m_pReader.get(), &InputEventButtonsReader::buttonReleased,
+        QObject::connect(m_pReader.get(), &InputEventButtonsReader::buttonReleased, m_pReader.get(),
                          [this](PhysicalButtonId button) { m_events.emplace_back(button, false); });
     }
 

@@ -92,7 +92,8 @@ protected:
     /// A board says something on its own.
     void speak(int board, int command, const CanBytes &payload = {}) const
     {
-        for (const CanFrame &part : framesOf(board, s_cpu, command, payload))
+        const auto all = framesOf(board, s_cpu, command, payload);
+        for (const CanFrame &part : all)
             m_pInterface->onFrameReceived(part);
     }
 

@@ -14,7 +14,8 @@
 inline CanBytes bytes(const char *pHex)
 {
     CanBytes list;
-    for (const char byte : QByteArray::fromHex(pHex))
+    const auto all = QByteArray::fromHex(pHex);
+    for (const char byte : all)
         list.append(static_cast<unsigned char>(byte));
     return list;
 }

@@ -16,7 +16,8 @@ protected:
     static int missingSlots(const MessageSpy &qt)
     {
         int count = 0;
-        for (const MessageSpy::Message &message : qt.messages())
+        const auto all = qt.messages();
+        for (const MessageSpy::Message &message : all)
             count += message.type == QtWarningMsg &&
                      message.text.contains(QLatin1String("No such method")) &&
                      message.text.contains(QLatin1String("::onSendingError("));
@@ -119,9 +120,10 @@ TEST_F(CanSendingFailures, SendingErrorEndsTheWaitAndIsReported)
 {
     send();
     const auto pMessage = outgoing(43);
-    EXPECT_TRUE(QMetaObject::invokeMethod(m_pProtocol.get(), "onSendingError",
-                                          Q_ARG(CanBusChannel *, channel()),
-                                          Q_ARG(QSharedPointer<const CanMessage>, pMessage)));
+    EXPECT_TRUE(QMetaObject::invokeMethod(
+        m_pProtocol.get(), "onSendingError",
+        Q_ARG(CanBusChannel *, channel()), // clazy:exclude=connect-not-normalized
+        Q_ARG(QSharedPointer<const CanMessage>, pMessage)));
     ASSERT_EQ(m_answers.size(), 1);
     EXPECT_EQ(m_answers.first().type, CanAnswer::AnswerSendingError);
     EXPECT_EQ(m_answers.first().pMessage, pMessage);

@@ -16,7 +16,8 @@ protected:
     /// A board sends a message of its own.
     void receiveMessage(int command, const CanBytes &payload, int source = Board)
     {
-        for (const CanFrame &one : framesOf(source, Own, command, payload))
+        const auto all = framesOf(source, Own, command, payload);
+        for (const CanFrame &one : all)
             receive(one);
     }
 };

@@ -240,7 +240,8 @@ TEST(CanMessageTest, NumbersAreAppendedAndReadBigEndian)
 TEST(CanMessageTest, EdgesOfEachNumberAreReadAsTheyWereAppended)
 {
     CanMessage message;
-    for (const unsigned char byte : bytes("00 7f 80 ff"))
+    const auto all = bytes("00 7f 80 ff");
+    for (const unsigned char byte : all)
         message.appendDataUnsignedChar(byte);
     EXPECT_EQ(message.dataSignedCharAt(0), 0);
     EXPECT_EQ(message.dataSignedCharAt(1), 127);

@@ -28,7 +28,8 @@ QStringList linesOf(const LogSpy &log)
     const QString signature =
         QStringLiteral("void CanInterface_Multiport::readFromCan(const QByteArray&) ");
     QStringList lines;
-    for (const LogRecord &record : log.records()) {
+    const auto all = log.records();
+    for (const LogRecord &record : all) {
         EXPECT_EQ(record.module, Log::CanBus);
         EXPECT_TRUE(record.text.startsWith(signature)) << record.text.toStdString();
         lines.append(record.text.mid(signature.size()));
@@ -83,7 +84,8 @@ TEST_P(CanPortStreams, AreCutIntoFrames)
 TEST_P(CanPortStreams, AreCutIntoTheSameFramesByteByByte)
 {
     for (const char *pHex : GetParam().deliveries) {
-        for (const char byte : hex(pHex))
+        const auto all = hex(pHex);
+        for (const char byte : all)
             m_machine.deliver(QByteArray(1, byte));
     }
     EXPECT_EQ(received(), GetParam().pReceived);

@@ -99,7 +99,8 @@ TEST_F(RealMode, FramesForEveryAddressAreTaken)
 
 TEST_F(RealMode, MessagesOfSeveralFramesArePutTogether)
 {
-    for (const CanFrame &one : framesOf(Board, Own, 42, countingBytes(19)))
+    const auto all = framesOf(Board, Own, 42, countingBytes(19));
+    for (const CanFrame &one : all)
         receive(one);
     ASSERT_EQ(m_received.size(), 1);
     EXPECT_EQ(m_received.first()->data(), bigEndian(19) + countingBytes(19));
@@ -120,7 +121,7 @@ TEST_F(RealMode, MissingFramesAreLoggedWithEveryFrameButTheLast)
 TEST_F(RealMode, FollowingFrameOfTheWrongSizeDropsTheMessage)
 {
     LogSpy log;
-    receive(framesOf(Board, Own, 42, countingBytes(19)).first());
+    receive(framesOf(Board, Own, 42, countingBytes(19)).constFirst());
     receive(Board, 1, bytes("11 22 33 44 55 66 77"));
     EXPECT_EQ(log.count("0x11 0x22 0x33 0x44 0x55 0x66 0x77 size( 7 )!= thisFrameDataSize( 8 ) - "
                         "FrameDataMaxSize: 8 dataSize: 25 lastFrameNumber: 1",

@@ -58,7 +58,7 @@ TEST_P(VyAccepting, GoesByTheDestination)
     EXPECT_TRUE(lines.first().endsWith(rejected)) << lines.first().toStdString();
     EXPECT_TRUE(
         lines.first().contains(QLatin1String("CanProtocol_Vy::isFrameAccepted(const CanFrame&)")));
-    EXPECT_EQ(log.records().first().module, Log::CanBus);
+    EXPECT_EQ(log.records().constFirst().module, Log::CanBus);
 }
 
 const AcceptCase s_acceptCases[] = {

@@ -352,7 +352,7 @@ TEST(EnvironmentDevicesTest, SetMultiportTellsWhenTheNewOneIsThere)
     Multiport client(QStringLiteral("one"), Multiport::ModeLocal, nullptr);
     const Multiport *pTold = nullptr;
     QObject::connect(&machine.environment, &HardwareEnvironment::multiportChanged,
-                     [&] { pTold = machine.environment.multiport(); });
+                     &machine.environment, [&] { pTold = machine.environment.multiport(); });
     machine.environment.setMultiport(&client);
     EXPECT_EQ(pTold, &client);
     machine.environment.setMultiport(nullptr);

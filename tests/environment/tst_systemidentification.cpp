@@ -128,7 +128,7 @@ TEST_P(SystemKeyVersions, AreReadSilently)
     const MessageSpy messages;
     EXPECT_EQ(version(), GetParam().pVersion);
     EXPECT_EQ(HardwareEnvironment::systemKeyVersion().size(), 4);
-    EXPECT_TRUE(log.texts().isEmpty()) << log.texts().first().toStdString();
+    EXPECT_TRUE(log.texts().isEmpty()) << log.texts().constFirst().toStdString();
     EXPECT_TRUE(warnings(messages).isEmpty());
     EXPECT_EQ(hasCpuInfoUpdated(), GetParam().isUpdated);
 }
@@ -195,14 +195,14 @@ TEST_P(SystemKeyBadVersions, AreToldAndEmpty)
     const MessageSpy messages;
     EXPECT_EQ(HardwareEnvironment::systemKeyVersion().size(), 0);
     ASSERT_EQ(log.records().size(), 1);
-    const LogRecord record = log.records().first();
+    const LogRecord record = log.records().constFirst();
     EXPECT_EQ(record.module, Log::Machine);
     EXPECT_EQ(record.level, 4);
     const QString expected =
         QStringLiteral("^(%1 )?Invalid version string format: \"%2\"$")
             .arg(QRegularExpression::escape(s_keySignature), QString::fromUtf8(GetParam().pQuoted));
-    EXPECT_TRUE(QRegularExpression(expected).match(record.text).hasMatch())
-        << record.text.toStdString();
+    const QRegularExpression form(expected); // another for each row
+    EXPECT_TRUE(form.match(record.text).hasMatch()) << record.text.toStdString();
     EXPECT_TRUE(warnings(messages).isEmpty());
     EXPECT_FALSE(hasCpuInfoUpdated());
 }
@@ -241,7 +241,7 @@ TEST_F(SystemIdentificationTest, MalformedLineIsToldWithTheSignature)
     const LogSpy log;
     EXPECT_EQ(HardwareEnvironment::systemKeyVersion().size(), 0);
     ASSERT_EQ(log.texts().size(), 1);
-    EXPECT_EQ(log.texts().first().toStdString(),
+    EXPECT_EQ(log.texts().constFirst().toStdString(),
               "static VersionNumber HardwareEnvironment::systemKeyVersion() Invalid version string "
               "format: \"core 1-0-15-1\"");
 }
@@ -381,14 +381,14 @@ TEST_P(SystemIdentificationObstacles, GiveNoVersion)
     const LogSpy log;
     EXPECT_EQ(HardwareEnvironment::systemKeyVersion().size(), 0);
     ASSERT_EQ(log.records().size(), 1);
-    const LogRecord record = log.records().first();
+    const LogRecord record = log.records().constFirst();
     EXPECT_EQ(record.level, 4);
     EXPECT_EQ(record.module, Log::Machine);
     const QString expected =
         QStringLiteral("^%1 Failed opening systemkey versions file  ?.*0x[0-9a-f]+.?$")
             .arg(QRegularExpression::escape(s_keySignature));
-    EXPECT_TRUE(QRegularExpression(expected).match(record.text).hasMatch())
-        << record.text.toStdString();
+    const QRegularExpression form(expected); // another for each row
+    EXPECT_TRUE(form.match(record.text).hasMatch()) << record.text.toStdString();
     EXPECT_FALSE(hasCpuInfoUpdated());
 }
 
@@ -397,7 +397,7 @@ TEST_P(SystemIdentificationObstacles, GiveNoRevision)
     const LogSpy log;
     EXPECT_EQ(revision(), "");
     ASSERT_EQ(log.records().size(), 1);
-    const LogRecord record = log.records().first();
+    const LogRecord record = log.records().constFirst();
     EXPECT_EQ(record.level, 4);
     EXPECT_EQ(record.module, Log::Machine);
     EXPECT_TRUE(record.text.endsWith(s_noCpuInfo)) << record.text.toStdString();

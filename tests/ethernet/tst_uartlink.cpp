@@ -34,8 +34,8 @@ protected:
     QList<SerialLine> setups() const
     {
         QList<SerialLine> setups;
-        for (const multiportlink::Request &request :
-             m_server.requests(MultiportProtocol::CommandSetSerialLine))
+        const auto all = m_server.requests(MultiportProtocol::CommandSetSerialLine);
+        for (const multiportlink::Request &request : all)
             setups.append(multiportlink::decodeSerialLine(request.payload).value_or(SerialLine{}));
         return setups;
     }

@@ -62,7 +62,8 @@ public:
     {
         QFile status(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
         EXPECT_TRUE(status.open(QIODevice::ReadOnly));
-        for (const QByteArray &line : status.readAll().split('\n')) {
+        const auto all = status.readAll().split('\n');
+        for (const QByteArray &line : all) {
             if (line.startsWith("VmRSS:"))
                 return line.mid(6).trimmed().split(' ').first().toInt();
         }

@@ -666,7 +666,8 @@ TEST_F(MultiportdVirtualCan, IdentifierThatNoBusHasIsDropped)
 /// An address of this computer that is not loopback; empty where there is none.
 QString ownAddress()
 {
-    for (const QHostAddress &address : QNetworkInterface::allAddresses()) {
+    const auto all = QNetworkInterface::allAddresses();
+    for (const QHostAddress &address : all) {
         if (!address.isLoopback() && address.protocol() == QAbstractSocket::IPv4Protocol)
             return address.toString();
     }

@@ -26,7 +26,8 @@ TEST_F(ServerTest, WelcomeNamesTheDataPorts)
 TEST_F(ServerTest, HelloMayArriveByteByByte)
 {
     ControlPeer peer(m_server.ports().control);
-    for (const char byte : QByteArray::fromHex("000701 56594d50 0101")) {
+    const auto all = QByteArray::fromHex("000701 56594d50 0101");
+    for (const char byte : all) {
         EXPECT_TRUE(peer.records(Kind::Welcome).empty());
         peer.send(QByteArray(1, byte));
         settle();

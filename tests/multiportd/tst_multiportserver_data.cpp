@@ -317,7 +317,8 @@ TEST_F(ServerTest, ConnectionsAreKeptAlive)
         return QByteArray::number(number, 16).rightJustified(4, '0').toUpper();
     };
     QByteArray timer;
-    for (const QByteArray &line : table.readAll().split('\n')) {
+    const auto all = table.readAll().split('\n');
+    for (const QByteArray &line : all) {
         const QList<QByteArray> fields = line.simplified().split(' ');
         if (fields.size() > 5 && fields.at(1).endsWith(':' + port(m_server.ports().can)) &&
             fields.at(2).endsWith(':' + port(pCan->localPort())))

@@ -188,12 +188,12 @@ protected:
         const QJsonArray outputs = machine().value(QStringLiteral("outputs")).toArray();
         for (const QJsonValue &value : outputs) {
             const QJsonObject output = value.toObject();
-            texts +=
-                QStringLiteral("%1%2%3")
-                    .arg(output.value(QStringLiteral("output")).toInt())
-                    .arg(QLatin1String(output.value(QStringLiteral("on")).toBool() ? " on" : ""),
-                         QLatin1String(
-                             output.value(QStringLiteral("blinking")).toBool() ? " blinking" : ""));
+            const bool isOn = output.value(QStringLiteral("on")).toBool();
+            const bool isBlinking = output.value(QStringLiteral("blinking")).toBool();
+            texts += QStringLiteral("%1%2%3")
+                         .arg(output.value(QStringLiteral("output")).toInt())
+                         .arg(isOn ? QStringLiteral(" on") : QString(),
+                              isBlinking ? QStringLiteral(" blinking") : QString());
         }
         return texts.join(QStringLiteral(", "));
     }

@@ -122,7 +122,8 @@ TEST_F(VyhwMonitorTest, JsonIsAnObjectForEachMessage)
     ASSERT_TRUE(watching.prints("\"fault\":true")) << qPrintable(watching.out());
     const QString out = watching.interrupted().out;
     int found = 0;
-    for (const QString &line : out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+    const auto all = out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (const QString &line : all) {
         const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8());
         ASSERT_TRUE(document.isObject()) << qPrintable(line);
         const QJsonObject object = document.object();
@@ -184,7 +185,8 @@ TEST_F(VyhwMonitorTest, ColoursWhatIsWrongOnATerminal)
     ASSERT_TRUE(terminal.shows(" refused after ")) << qPrintable(terminal.shown());
     ASSERT_TRUE(terminal.shows("no answer, sent again\033[0m")) << qPrintable(terminal.shown());
     const QString shown = terminal.shown();
-    for (const QString &line : linesWith(shown, " refused after "))
+    const auto all = linesWith(shown, " refused after ");
+    for (const QString &line : all)
         EXPECT_TRUE(line.contains(QLatin1String("\033[31m"))) << qPrintable(line);
     EXPECT_TRUE(shown.contains(QLatin1String("\033[33m")));
 }

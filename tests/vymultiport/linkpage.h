@@ -33,7 +33,8 @@ inline QList<Example> examples()
         QStringLiteral("^(?:(client|server|either)  )?((?:[0-9a-f]{2} ?)+)(?:  .*)?$"));
     QList<Example> examples;
     bool isInside = false;
-    for (const QString &line : lines()) {
+    const auto all = lines();
+    for (const QString &line : all) {
         if (line == QLatin1String("```")) {
             isInside = !isInside;
             continue;
@@ -51,7 +52,8 @@ inline QMap<int, QString> table(const QString &head)
 {
     QMap<int, QString> rows;
     bool isInside = false;
-    for (const QString &line : lines()) {
+    const auto all = lines();
+    for (const QString &line : all) {
         const QStringList cells = line.split(QLatin1Char('|'));
         if (cells.size() < 4) {
             isInside = false;

@@ -270,6 +270,7 @@ TEST_F(LinkClientTest, ConnectionThatIsMadeInAPauseIsNotMadeTwice)
     waitUntil([] { return false; }, 150); // past the end of the pause
     EXPECT_EQ(opening(pCanBus), 2U);
     EXPECT_EQ(m_server.connections(LinkServer::CanBus), 2);
-    for (const MessageSpy::Message &message : messages.messages())
+    const auto all = messages.messages();
+    for (const MessageSpy::Message &message : all)
         EXPECT_NE(message.category, QStringLiteral("default")) << message.text.toStdString();
 }

@@ -104,7 +104,8 @@ TEST_F(MultiportOutageTest, OpenInterfacesAndTheSerialLineAreRestoredAndNothingI
     pass(50);
     EXPECT_TRUE(m_journal.filter(QStringLiteral("status")).isEmpty());
     QStringList restored;
-    for (const Request &request : m_server.requests().mid(before)) {
+    const auto all = m_server.requests().mid(before);
+    for (const Request &request : all) {
         const bool isClaim = request.command == MultiportProtocol::CommandClaim;
         restored.append(QStringLiteral("%1 %2")
                             .arg(request.command)
@@ -155,7 +156,7 @@ TEST_F(MultiportOutageTest, SerialLineOfAnOutageIsSetUpAfterIt)
     ASSERT_TRUE(m_server.start());
     ASSERT_TRUE(waitUntil(
         [this] { return m_server.requests(MultiportProtocol::CommandSetSerialLine).size() == 2; }));
-    EXPECT_EQ(m_server.requests(MultiportProtocol::CommandSetSerialLine).last().payload,
+    EXPECT_EQ(m_server.requests(MultiportProtocol::CommandSetSerialLine).constLast().payload,
               hex("0f a0 00 00 25 80 08 01 00"));
     pass(50);
     EXPECT_TRUE(m_journal.filter(QStringLiteral("status")).isEmpty());
@@ -194,7 +195,7 @@ TEST_F(MultiportOutageTest, LineIsToldOpenOnceItsSetupIsAnswered)
     pass(50);
     EXPECT_FALSE(client().isPaymentConnected());
     // However it ends: the line is there, and the server says what it can.
-    m_server.answer(m_server.requests(MultiportProtocol::CommandSetSerialLine).last(),
+    m_server.answer(m_server.requests(MultiportProtocol::CommandSetSerialLine).constLast(),
                     MultiportProtocol::StatusFailed);
     EXPECT_TRUE(waitUntil([this] { return client().isPaymentConnected(); }));
     EXPECT_EQ(m_journal.join(QStringLiteral(", ")),

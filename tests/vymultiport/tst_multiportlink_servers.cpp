@@ -44,7 +44,8 @@ TEST_F(MultiportServerTest, GoodbyeIsLoggedOnceForEachEpisode)
     // The loss is what the second episode began with.
     EXPECT_EQ(log.count("No link to the multiport server", 3, Log::Hardware), 2);
     pass(1100); // a heartbeat would have been due
-    for (const MessageSpy::Message &message : messages.messages())
+    const auto all = messages.messages();
+    for (const MessageSpy::Message &message : all)
         EXPECT_NE(message.category, QStringLiteral("default")) << message.text.toStdString();
 }
 
