@@ -329,8 +329,8 @@ TEST_F(MultiportBoundsTest, ClientIsAThreadNamedMultiport)
     const auto names = [] {
         QStringList all;
         const QDir tasks(QStringLiteral("/proc/self/task"));
-        const auto names = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-        for (const QString &task : names) {
+        const auto tasksNow = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        for (const QString &task : tasksNow) {
             QFile comm(tasks.filePath(task) + QStringLiteral("/comm"));
             if (comm.open(QIODevice::ReadOnly))
                 all.append(QString::fromLatin1(comm.readAll()).trimmed());
