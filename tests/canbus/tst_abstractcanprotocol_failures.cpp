@@ -120,10 +120,11 @@ TEST_F(CanSendingFailures, SendingErrorEndsTheWaitAndIsReported)
 {
     send();
     const auto pMessage = outgoing(43);
-    EXPECT_TRUE(QMetaObject::invokeMethod(
-        m_pProtocol.get(), "onSendingError",
-        Q_ARG(CanBusChannel *, channel()), // clazy:exclude=connect-not-normalized
-        Q_ARG(QSharedPointer<const CanMessage>, pMessage)));
+    EXPECT_TRUE(QMetaObject::invokeMethod(m_pProtocol.get(), "onSendingError",
+                                          // clang-format off: the meta-object spells it so
+                                          Q_ARG(CanBusChannel *, channel()),
+                                          // clang-format on
+                                          Q_ARG(QSharedPointer<const CanMessage>, pMessage)));
     ASSERT_EQ(m_answers.size(), 1);
     EXPECT_EQ(m_answers.first().type, CanAnswer::AnswerSendingError);
     EXPECT_EQ(m_answers.first().pMessage, pMessage);
