@@ -383,8 +383,9 @@ TEST_F(ScriptedProtocolTest, SlotsCanBeCalledByName)
                                           Q_ARG(CanFrame, frame(Board, Own, 0, {}))));
     EXPECT_EQ(m_protocol.calls().front(), "decodeMessageHeader");
     EXPECT_TRUE(QMetaObject::invokeMethod(&m_protocol, "onAnswerTimeout",
-                                          // clang-format off: the meta-object spells it so
-                                          Q_ARG(CanBusChannel *, m_pChannel)));
+                                          // The meta-object spells it so:
+                                          // clang-format off
+                                          Q_ARG(CanBusChannel*, m_pChannel)));
     // clang-format on
     EXPECT_EQ(m_protocol.calls(), Calls{"onAnswerTimeout"});
     EXPECT_TRUE(QMetaObject::invokeMethod(&m_protocol, "onReceptionTimeout"));

@@ -121,8 +121,9 @@ TEST_F(CanSendingFailures, SendingErrorEndsTheWaitAndIsReported)
     send();
     const auto pMessage = outgoing(43);
     EXPECT_TRUE(QMetaObject::invokeMethod(m_pProtocol.get(), "onSendingError",
-                                          // clang-format off: the meta-object spells it so
-                                          Q_ARG(CanBusChannel *, channel()),
+                                          // The meta-object spells it so:
+                                          // clang-format off
+                                          Q_ARG(CanBusChannel*, channel()),
                                           // clang-format on
                                           Q_ARG(QSharedPointer<const CanMessage>, pMessage)));
     ASSERT_EQ(m_answers.size(), 1);
