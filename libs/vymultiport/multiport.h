@@ -38,7 +38,9 @@ public:
     Q_ENUM(Interface)
 
     /// `server` is a host name or an address, with ":port" behind it where the control port is not
-    /// 4002 ("[::1]:4002" for an IPv6 address). Nothing is connected before init().
+    /// 4002 ("[::1]:4002" for an IPv6 address). Nothing is connected before init(). Names are
+    /// looked up by Qt in a thread of its own, which may still do so when this object is gone; a
+    /// machine should name an address.
     Multiport(QString server, int mode, QObject *pParent);
     /// Sends what was accepted, closes the link and waits for the thread.
     ~Multiport() override;

@@ -517,8 +517,8 @@ constexpr ServerCase s_serverCases[] = {
     {"Desktop", 1, nullptr, "127.0.0.1", 1},
     {"Machine", 2, nullptr, nullptr, 2},
     {"OtherPlatform", 0, nullptr, nullptr, 2},
-    {"DesktopOverridden", 1, "bench:4000", "bench:4000", 1},
-    {"MachineOverridden", 2, "bench:4000", "bench:4000", 2},
+    {"DesktopOverridden", 1, "127.0.0.2:4000", "127.0.0.2:4000", 1},
+    {"MachineOverridden", 2, "127.0.0.2:4000", "127.0.0.2:4000", 2},
     {"EmptyVariable", 1, "", "127.0.0.1", 1},
 };
 INSTANTIATE_TEST_SUITE_P(Platforms, EnvironmentMultiport, ::testing::ValuesIn(s_serverCases),
@@ -542,7 +542,7 @@ TEST(EnvironmentModulesTest, MultiportIsStoredWhenItsChangeIsToldAndNotYetStarte
 TEST(EnvironmentModulesTest, ClientThatIsThereIsStartedAndNotReplaced)
 {
     Machine machine;
-    Multiport client(QStringLiteral("own"), Multiport::ModeLocal, nullptr);
+    Multiport client(QStringLiteral("127.0.0.2"), Multiport::ModeLocal, nullptr);
     machine.environment.setMultiport(&client);
     QSignalSpy changed(&machine.environment, &HardwareEnvironment::multiportChanged);
     const LogSpy log;
